@@ -1,0 +1,7 @@
+#include "KxVersion.h"
+
+namespace KxTamarind {
+
+const char* GetLibraryVersion() { return KXT_VERSION_STRING; }
+
+} // namespace KxTamarind

@@ -1,0 +1,2 @@
+// The Interlocked operations are inline in platcompat/interlocked.h.
+#include "platcompat/interlocked.h"
