@@ -1,0 +1,24 @@
+// IKXObjectEnumeration: walks the records of an object registry in place.
+// Next hands out records that the caller owns (one reference and the name
+// each); an enumerator whose registry changed answers S_FALSE until Reset.
+// The order of the operations is a binary contract with the firmware's other
+// modules.
+#pragma once
+
+#include <platcompat.h>
+
+#include "KxIdentificationData.h"
+
+namespace KxTamarind {
+
+struct IKXObjectEnumeration : public IUnknown {
+    STDMETHOD(Next)(long celt, long* pFetched, ObjectIdentificationData* pArray) = 0; // 1
+    STDMETHOD(Skip)(long celt) = 0;                                                   // 2
+    STDMETHOD(Reset)() = 0;                                                           // 3
+    STDMETHOD(Clone)(IKXObjectEnumeration** ppEnum) = 0;                              // 4
+};
+
+} // namespace KxTamarind
+
+template <>
+const GUID hold_uuidof<KxTamarind::IKXObjectEnumeration>::__IID;
