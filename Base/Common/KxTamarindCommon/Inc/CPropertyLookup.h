@@ -1,0 +1,92 @@
+// CPropertyLookup: finds the property record of a dispatch id in a
+// component's property tables, and the process-wide referenced-object map.
+//
+// A component mixes this class in beside its other base implementations
+// (it shares the virtual base CObjectDataReferenceBase, from which it reads
+// the component's ExtendedPropertyMapEntry table, its class data and its
+// object data):
+//
+//     class CBComponentManagement : public IKXComponentManagement,
+//                                   public CObjectDataReference,
+//                                   public CPropertyLookup { ... };
+//
+// The search is depth-first through the component's own table and every
+// property map and union map reachable from it, in table order:
+// - an entry whose dispatch id matches is returned at once, before any of
+//   its sub-maps is looked at;
+// - otherwise its union map, then its nested property map are searched; a
+//   match there wins over any later entry.
+// A sub-map is entered only when the dispatch id of the entry leading to it
+// can be added to the search list (the ids whose sub-maps are being searched
+// right now), so tables that reach each other do not loop. One exception is
+// kept on purpose, because component tables rely on the exact order: inside
+// a union map, an entry's nested property map is searched without adding the
+// entry's id, and the id is still removed afterwards, which can take out an
+// equal id that an outer level added.
+//
+// Failures: a union-map getter that throws is reported as a repaired error
+// (RepairError, E_KX_HRESULT_ASSERT_REPAIRED) naming the component, and its
+// union map counts as not found. A getter or accessor that yields null counts
+// as an empty table. Tables nested deeper than kMaxMapNestingDepth (which only
+// unbounded recursion through union maps can reach) end the whole search
+// with null and one repaired error, instead of exhausting the stack.
+//
+// Thread safety: the tables are read-only, and the search list belongs to the
+// outermost call, so searches may run on several threads at once.
+#pragma once
+
+#include <platcompat.h>
+
+#include <list>
+#include <unordered_map>
+
+#include "CObjectDataReferenceBase.h"
+#include "KxPropertyMap.h"
+
+namespace KxTamarind {
+
+class CPropertyLookup : public virtual CObjectDataReferenceBase {
+public:
+    // Sub-map levels a single search may descend before it gives up.
+    static constexpr int kMaxMapNestingDepth = 64;
+
+    // Searches the component's own table with a fresh search list. Null when
+    // the id is not found or the component has no table.
+    tagPropertyEntry* FindProperty(long dispId);
+    // Searches the property map `getMap` returns (null getter: not found).
+    tagPropertyEntry* FindProperty(long dispId, PropertyMapGetter getMap,
+                                   std::list<long>& searchList);
+    // Searches the union map `getUnionMap` returns; a match yields the
+    // embedded property entry (null getter: not found).
+    tagPropertyEntry* FindProperty(long dispId, UnionMapGetter getUnionMap,
+                                   std::list<long>& searchList);
+
+    // Appends `dispId` and returns true, unless it is already in the list:
+    // then returns false and changes nothing.
+    static bool AddToDispIDSearchList(long dispId, std::list<long>& searchList);
+    // Removes the first element equal to `dispId`, if there is one.
+    static void RemoveFromDispIDSearchList(long dispId, std::list<long>& searchList);
+
+private:
+    // The steps shared by all three table kinds, for one entry. `guardNested`
+    // is false inside union maps (see the overview).
+    tagPropertyEntry* SearchEntry(long dispId, tagPropertyEntry& entry, bool guardNested,
+                                  std::list<long>& searchList);
+    tagPropertyEntry* SearchNestedMap(long dispId, const tagPropertyEntry& entry,
+                                      std::list<long>& searchList);
+    // Calls a union-map getter; reports a throwing one and yields null.
+    tagUnionMapEntry* CallUnionMapGetter(UnionMapGetter getUnionMap);
+    // Reports a repaired error: `head` followed by the component's class
+    // name, object name and object GUID.
+    void ReportRepaired(const char* condition, const wchar_t* head, int line) const;
+};
+
+// The process-wide referenced-object map: object id to the ids it references.
+// Not locked: callers serialise all access (it is used on the component
+// shell's thread).
+typedef std::unordered_map<long, std::list<long>> ReferencedObjectMap;
+ReferencedObjectMap& GetReferencedObjectMap();
+// Removes all elements of the referenced-object map.
+void ClearReferencedObjectMap();
+
+} // namespace KxTamarind
