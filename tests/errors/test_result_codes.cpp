@@ -23,6 +23,10 @@ namespace {
 std::atomic<long> g_allocations{0};
 }
 
+// The replacements pair malloc with free; GCC cannot see that through the
+// replaced operators and warns at -O1.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t size) {
     g_allocations.fetch_add(1, std::memory_order_relaxed);
     if (void* p = std::malloc(size == 0 ? 1 : size)) {
@@ -36,6 +40,7 @@ void operator delete(void* p) noexcept {
 void operator delete(void* p, std::size_t) noexcept {
     std::free(p);
 }
+#pragma GCC diagnostic pop
 
 namespace {
 
