@@ -87,9 +87,44 @@ INT SysReAllocString(BSTR* bstr, const OLECHAR* source) {
     return TRUE;
 }
 
+// Resizes the block of `bstr` to `length` characters in place where the heap
+// allows (realloc), keeping the characters it had and zeroing the new ones;
+// NULL (and `bstr` untouched) on overflow or allocation failure.
+BSTR ResizeBlock(BSTR bstr, UINT length) {
+    const std::uint64_t bytes = std::uint64_t{length} * sizeof(wchar_t);
+    const std::uint64_t total = kPrefix + bytes + sizeof(wchar_t);
+    if (bytes > UINT32_MAX || total > SIZE_MAX) {
+        return nullptr;
+    }
+    const UINT oldLength = ByteLengthOf(bstr) / sizeof(wchar_t);
+    void* block = std::realloc(reinterpret_cast<unsigned char*>(bstr) - kPrefix,
+                               static_cast<std::size_t>(total));
+    if (block == nullptr) {
+        return nullptr;
+    }
+    BSTR fresh = reinterpret_cast<BSTR>(static_cast<unsigned char*>(block) + kPrefix);
+    if (length > oldLength) {
+        std::memset(fresh + oldLength, 0, std::size_t{length - oldLength} * sizeof(wchar_t));
+    }
+    fresh[length] = L'\0';
+    const auto byteLength = static_cast<std::uint32_t>(bytes);
+    std::memcpy(block, &byteLength, kPrefix);
+    return fresh;
+}
+
 INT SysReAllocStringLen(BSTR* bstr, const OLECHAR* source, UINT length) {
     if (bstr == nullptr) {
         return FALSE;
+    }
+    if (source == nullptr && *bstr != nullptr) {
+        // Keeping the old characters: grow or shrink the block itself, so
+        // that repeated appends do not copy the whole string each time.
+        BSTR resized = ResizeBlock(*bstr, length);
+        if (resized == nullptr) {
+            return FALSE;
+        }
+        *bstr = resized;
+        return TRUE;
     }
     BSTR fresh = SysAllocStringLen(source, length);
     if (fresh == nullptr) {

@@ -216,6 +216,20 @@ HRESULT CKxString::AppendChars(const wchar_t* text, long long count) {
     if (oldLength + count > kMaxChars) {
         return E_OUTOFMEMORY;
     }
+    const bool aliases =
+        text != nullptr && m_bstr != nullptr && text >= m_bstr && text <= m_bstr + oldLength;
+    if (m_bstr != nullptr && !aliases) {
+        // Grow the string's own block (in place where the heap allows); on
+        // failure the string keeps its value.
+        if (!SysReAllocStringLen(&m_bstr, nullptr, static_cast<UINT>(oldLength + count))) {
+            return E_OUTOFMEMORY;
+        }
+        if (text != nullptr && count > 0) {
+            std::memcpy(m_bstr + oldLength, text,
+                        static_cast<std::size_t>(count) * sizeof(wchar_t));
+        }
+        return S_OK;
+    }
     BSTR result = SysAllocStringLen(nullptr, static_cast<UINT>(oldLength + count));
     if (result == nullptr) {
         return E_OUTOFMEMORY;
