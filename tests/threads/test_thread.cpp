@@ -282,11 +282,13 @@ TEST(Thread, ErrorRecordThrownInRunIsHandledAndTheWorkerGoesOn) {
 
 TEST(Thread, ForeignExceptionEndsTheWorker) {
     LockedRecorder recorder;
-    CThread thread(KXApartmentModel_MultiThreaded, kFree);
+    // The run object outlives the thread: the worker ends inside the run, so
+    // the thread's destructor still aborts that run object.
     class ForeignRun : public CThreadRunObject {
     public:
         void Run() override { throw std::runtime_error("not an error record"); }
     } foreign;
+    CThread thread(KXApartmentModel_MultiThreaded, kFree);
     thread.Start(&foreign, false);
     EXPECT_EQ(WaitForSingleObject(thread.ThreadHandle(), 30000), WAIT_OBJECT_0);
     auto records = recorder.Records();
