@@ -122,4 +122,3 @@ void BM_Baseline_LinearGuidSearch(benchmark::State& state) {
 BENCHMARK(BM_Baseline_LinearGuidSearch)->Arg(10)->Arg(100)->Arg(1000);
 
 } // namespace
-

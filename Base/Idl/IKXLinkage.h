@@ -21,8 +21,8 @@ struct IKXLinkage : public IUnknown {
     STDMETHOD(Reserved5)() = 0;
     STDMETHOD(Reserved6)() = 0;
     // 7: a partner found across levels: (GUID, level, second GUID, object, name).
-    STDMETHOD(SearchFarPartner)(GUID* pGuid, long level, GUID* pGuid2, IUnknown** ppPartner,
-                                wchar_t** pName) = 0;
+    STDMETHOD(SearchFarPartner)
+    (GUID* pGuid, long level, GUID* pGuid2, IUnknown** ppPartner, wchar_t** pName) = 0;
     STDMETHOD(Reserved8)() = 0;
     STDMETHOD(Reserved9)() = 0;
     STDMETHOD(Reserved10)() = 0;

@@ -27,14 +27,13 @@ constexpr int kOk = 0;
 constexpr int kBadInput = 1;
 constexpr int kBadUsage = 2;
 
-const char kUsage[] =
-    "usage: kxtool hresult CODE...\n"
-    "       kxtool guid new [COUNT]\n"
-    "       kxtool guid parse TEXT...\n"
-    "       kxtool iid NAME...\n"
-    "       kxtool iid --list\n"
-    "       kxtool path --root DIR PATH...\n"
-    "CODE is hexadecimal with 0x (0x8007000E) or decimal (-2147024882).\n";
+const char kUsage[] = "usage: kxtool hresult CODE...\n"
+                      "       kxtool guid new [COUNT]\n"
+                      "       kxtool guid parse TEXT...\n"
+                      "       kxtool iid NAME...\n"
+                      "       kxtool iid --list\n"
+                      "       kxtool path --root DIR PATH...\n"
+                      "CODE is hexadecimal with 0x (0x8007000E) or decimal (-2147024882).\n";
 
 int Usage(const char* problem) {
     if (problem != nullptr) {
@@ -122,7 +121,8 @@ int Guid(int argc, char** argv) {
                 continue;
             }
             const GUID g = guid;
-            std::printf("%s Data1=0x%08X Data2=0x%04X Data3=0x%04X Data4=%02X%02X%02X%02X%02X%02X%02X%02X\n",
+            std::printf("%s Data1=0x%08X Data2=0x%04X Data3=0x%04X "
+                        "Data4=%02X%02X%02X%02X%02X%02X%02X%02X\n",
                         guid.ToString().c_str(), static_cast<unsigned>(g.Data1), g.Data2, g.Data3,
                         g.Data4[0], g.Data4[1], g.Data4[2], g.Data4[3], g.Data4[4], g.Data4[5],
                         g.Data4[6], g.Data4[7]);

@@ -13,8 +13,8 @@ struct ThermometerClass {
     BSTR image = SysAllocString(L"thermometer");
     CLSID clsid = {0x5E7A0C11, 0x2B4D, 0x4C6E, {0x9F, 0x10, 0x21, 0x32, 0x43, 0x54, 0x65, 0x76}};
     GUID category = {0x5E7A0C12, 0x2B4D, 0x4C6E, {0x9F, 0x10, 0x21, 0x32, 0x43, 0x54, 0x65, 0x76}};
-    CCoClassData data{&name, &clsid, &description, 0, nullptr, &image, 1, &category,
-                      nullptr, nullptr, 0, nullptr};
+    CCoClassData data{&name, &clsid,    &description, 0,       nullptr, &image,
+                      1,     &category, nullptr,      nullptr, 0,       nullptr};
     ~ThermometerClass() {
         SysFreeString(name);
         SysFreeString(description);

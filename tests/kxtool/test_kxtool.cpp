@@ -81,12 +81,13 @@ TEST(KxTool, InterfaceIdentifiersByNameAndCatalogue) {
     EXPECT_NE(list.out.find("IKXComponentManagement\n"), std::string::npos);
     const Result unknown = RunTool("iid IKXNoSuchThing", true);
     EXPECT_EQ(unknown.status, 1);
-    EXPECT_EQ(unknown.out, "kxtool: no interface named 'IKXNoSuchThing' (see: kxtool iid --list)\n");
+    EXPECT_EQ(unknown.out,
+              "kxtool: no interface named 'IKXNoSuchThing' (see: kxtool iid --list)\n");
 }
 
 TEST(KxTool, PathsExpandBelowTheRuntimeRoot) {
     const Result r = RunTool("path --root /opt/kx/ @LOG/errors.xml '@DATA\\sub\\f.txt' @LOGS/x "
-                         "'a\\\\b//c'");
+                             "'a\\\\b//c'");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out, "/opt/kx/log/errors.xml\n/opt/kx/data/sub/f.txt\n@LOGS/x\na/b/c\n");
 }

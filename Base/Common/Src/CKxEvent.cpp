@@ -63,6 +63,8 @@ unsigned long CKxEvent::Wait(unsigned long milliseconds) {
     return WaitForSingleObject(m_handle, static_cast<DWORD>(milliseconds));
 }
 
-bool CKxEvent::IsSet() const { return WaitForSingleObject(m_handle, 0) == WAIT_OBJECT_0; }
+bool CKxEvent::IsSet() const {
+    return WaitForSingleObject(m_handle, 0) == WAIT_OBJECT_0;
+}
 
 } // namespace KxTamarind

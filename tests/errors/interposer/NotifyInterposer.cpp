@@ -13,8 +13,8 @@ void CObjectDataReferenceBase::NotifyError(const CObjectDataReferenceBase* origi
                                            TamarindErrorType type, TamarindErrorEvent event,
                                            const void* property, IUnknown* partner,
                                            const CAtlStringA& text) {
-    InterposedNotifications().push_back(
-        {origin, static_cast<int>(type), static_cast<int>(event), property, partner, text.GetString()});
+    InterposedNotifications().push_back({origin, static_cast<int>(type), static_cast<int>(event),
+                                         property, partner, text.GetString()});
 }
 
 } // namespace KxTamarind

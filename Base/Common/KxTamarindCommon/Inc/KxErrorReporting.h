@@ -72,8 +72,7 @@ public:
                              IUnknown* partner, const char* message, long code);
 [[noreturn]] void ThrowErrorEx(const char* condition, const char* file, const char* date, int line,
                                CObjectDataReferenceBase* origin, const void* property,
-                               IUnknown* partner, const char* message, long code,
-                               CONTEXT* context);
+                               IUnknown* partner, const char* message, long code, CONTEXT* context);
 
 // Reports a repaired error to the information management and returns.
 // Never throws on its own.

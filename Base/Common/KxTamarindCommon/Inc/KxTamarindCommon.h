@@ -26,13 +26,13 @@
 #include "CObjectData.h"
 #include "CObjectDataReference.h"
 #include "CObjectDataReferenceBase.h"
-#include "KxComObject.h"
-#include "KxLinkagePartner.h"
-#include "KxRoot.h"
 #include "CPropertyLookup.h"
+#include "KxComObject.h"
 #include "KxKernelRemote.h"
 #include "KxLayoutChecks.h"
+#include "KxLinkagePartner.h"
 #include "KxPropertyMap.h"
+#include "KxRoot.h"
 
 // Registries and enumerations.
 #include "CBInterfaceEnumeration.h"

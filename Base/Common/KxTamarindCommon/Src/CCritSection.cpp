@@ -12,9 +12,13 @@ CCritSection::CCritSection() : m_section(true) {}
 
 CCritSection::~CCritSection() = default;
 
-void CCritSection::lock() const { m_section.Lock(); }
+void CCritSection::lock() const {
+    m_section.Lock();
+}
 
-void CCritSection::unlock() const { m_section.Unlock(); }
+void CCritSection::unlock() const {
+    m_section.Unlock();
+}
 
 CCritSectionLocker::CCritSectionLocker(const CCritSection& section)
     : m_pSection(&section), m_ulLockCount(0) {

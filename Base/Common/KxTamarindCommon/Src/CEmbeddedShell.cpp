@@ -60,9 +60,13 @@ bool CEmbeddedShell::HasDeviceCallbacks() {
     return s_pEmbeddedDeviceCallbacks.load(std::memory_order_acquire) != nullptr;
 }
 
-std::string CEmbeddedShell::GetDeviceName() { return KX_DEVICE()->GetDeviceName(); }
+std::string CEmbeddedShell::GetDeviceName() {
+    return KX_DEVICE()->GetDeviceName();
+}
 
-std::string CEmbeddedShell::GetSoftwareVersion() { return KX_DEVICE()->GetSoftwareVersion(); }
+std::string CEmbeddedShell::GetSoftwareVersion() {
+    return KX_DEVICE()->GetSoftwareVersion();
+}
 
 std::string CEmbeddedShell::GetSoftwareInstallationPath() {
     return KX_DEVICE()->GetSoftwareInstallationPath();
@@ -109,9 +113,13 @@ HRESULT CEmbeddedShell::AnnounceScpiError(short errorNumber, const CComBSTR& tex
     return KX_DEVICE()->AnnounceScpiError(errorNumber, text, furtherText);
 }
 
-HRESULT CEmbeddedShell::ShutdownDevice() { return KX_DEVICE()->ShutdownDevice(); }
+HRESULT CEmbeddedShell::ShutdownDevice() {
+    return KX_DEVICE()->ShutdownDevice();
+}
 
-HRESULT CEmbeddedShell::RebootDevice(long mode) { return KX_DEVICE()->RebootDevice(mode); }
+HRESULT CEmbeddedShell::RebootDevice(long mode) {
+    return KX_DEVICE()->RebootDevice(mode);
+}
 
 bool CEmbeddedShell::ReadParameter(const std::string& key, std::string& value) {
     return KX_DATABASE()->ReadParameter(key, value);

@@ -8,9 +8,12 @@ namespace KxTamarind {
 
 namespace {
 
-const GUID kAllOnes = {0xFFFFFFFFu, 0xFFFF, 0xFFFF, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};
+const GUID kAllOnes = {
+    0xFFFFFFFFu, 0xFFFF, 0xFFFF, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};
 
-bool IsNullGuid(const GUID& g) { return IsEqualGUID(g, GUID_NULL); }
+bool IsNullGuid(const GUID& g) {
+    return IsEqualGUID(g, GUID_NULL);
+}
 
 // The registry text of a GUID as a BSTR for "%S"; frees itself.
 class GuidText {
@@ -61,7 +64,9 @@ private:
     BSTR m_name = nullptr;
 };
 
-long LiNumberBits(long logicalLocation) { return logicalLocation & 0xFF; }
+long LiNumberBits(long logicalLocation) {
+    return logicalLocation & 0xFF;
+}
 
 } // namespace
 
@@ -176,8 +181,7 @@ CAtlStringA CErrorObject::DescriptionXml() const {
     SYSTEMTIME now;
     GetLocalTime(&now);
     xml.AppendFormat(" Date=\"%4d-%02d-%02d\" Time=\"%02d:%02d:%02d.%03d\">\n", now.wYear,
-                     now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond,
-                     now.wMilliseconds);
+                     now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
     if (!m_strCoClassName.IsEmpty()) {
         xml.AppendFormat("      <CoClassName>%s</CoClassName>\n", m_strCoClassName.GetString());
     }

@@ -6,8 +6,7 @@
 namespace KxTamarind {
 
 void CObjectDataReferenceBase::NotifyError(const CObjectDataReferenceBase* /*origin*/,
-                                           TamarindErrorType /*type*/,
-                                           TamarindErrorEvent /*event*/,
+                                           TamarindErrorType /*type*/, TamarindErrorEvent /*event*/,
                                            const void* /*property*/, IUnknown* /*partner*/,
                                            const CAtlStringA& /*text*/) {}
 
