@@ -158,6 +158,10 @@ private:
     iterator Step(iterator it, long n);
     long CountSelected(const GUID* filter) const;
     static bool IsSelected(const CObjectIdentificationData& record, const GUID* filter);
+    // The shared body of the two bulk copies: `copy(record, slot)` fills one
+    // element of the task-memory array for each selected record.
+    template <class Element, class Copy>
+    HRESULT CopyFiltered(const GUID* filter, long* count, Element** array, Copy copy);
     // Erases `it` (releasing its interface, freeing its name) and clears the
     // enumeration flags; the caller holds the lock.
     void EraseLocked(iterator it);

@@ -316,8 +316,8 @@ long CObjectList::CountSelected(const GUID* filter) const {
     return count;
 }
 
-HRESULT CObjectList::GetFilteredObjects_CoTaskMemAlloc(const GUID* filter, long* count,
-                                                       ObjectIdentificationData** array) {
+template <class Element, class Copy>
+HRESULT CObjectList::CopyFiltered(const GUID* filter, long* count, Element** array, Copy copy) {
     CCritSectionLocker locker(*this);
     if (count != nullptr) {
         *count = 0;
@@ -337,8 +337,8 @@ HRESULT CObjectList::GetFilteredObjects_CoTaskMemAlloc(const GUID* filter, long*
         lock();
         return S_OK;
     }
-    auto* out = static_cast<ObjectIdentificationData*>(
-        CoTaskMemAlloc(sizeof(ObjectIdentificationData) * static_cast<std::size_t>(selected)));
+    auto* out =
+        static_cast<Element*>(CoTaskMemAlloc(sizeof(Element) * static_cast<std::size_t>(selected)));
     if (out == nullptr) {
         if (count != nullptr) {
             *count = 0;
@@ -348,53 +348,29 @@ HRESULT CObjectList::GetFilteredObjects_CoTaskMemAlloc(const GUID* filter, long*
     long i = 0;
     for (const CObjectIdentificationData& record : m_Records) {
         if (IsSelected(record, filter)) {
-            record.Copy(out[i++]);
+            copy(record, out[i++]);
         }
     }
     *array = out;
     return S_OK;
 }
 
+HRESULT CObjectList::GetFilteredObjects_CoTaskMemAlloc(const GUID* filter, long* count,
+                                                       ObjectIdentificationData** array) {
+    return CopyFiltered(filter, count, array,
+                        [](const CObjectIdentificationData& record,
+                           ObjectIdentificationData& slot) { record.Copy(slot); });
+}
+
 HRESULT CObjectList::GetFilteredObjectsIUnknown_CoTaskMemAlloc(const GUID* filter, long* count,
                                                                IUnknown*** array) {
-    CCritSectionLocker locker(*this);
-    if (count != nullptr) {
-        *count = 0;
-    }
-    if (array != nullptr) {
-        *array = nullptr;
-    }
-    long selected = CountSelected(filter);
-    if (selected == 0) {
-        return S_OK;
-    }
-    if (count != nullptr) {
-        *count = selected;
-    }
-    if (array == nullptr) {
-        // Count-only path: the lock stays held once more (see the header).
-        lock();
-        return S_OK;
-    }
-    auto* out = static_cast<IUnknown**>(
-        CoTaskMemAlloc(sizeof(IUnknown*) * static_cast<std::size_t>(selected)));
-    if (out == nullptr) {
-        if (count != nullptr) {
-            *count = 0;
-        }
-        return E_OUTOFMEMORY;
-    }
-    long i = 0;
-    for (const CObjectIdentificationData& record : m_Records) {
-        if (IsSelected(record, filter)) {
-            if (record.pIUnknown != nullptr) {
-                record.pIUnknown->AddRef();
-            }
-            out[i++] = record.pIUnknown;
-        }
-    }
-    *array = out;
-    return S_OK;
+    return CopyFiltered(filter, count, array,
+                        [](const CObjectIdentificationData& record, IUnknown*& slot) {
+                            if (record.pIUnknown != nullptr) {
+                                record.pIUnknown->AddRef();
+                            }
+                            slot = record.pIUnknown;
+                        });
 }
 
 } // namespace KxTamarind
