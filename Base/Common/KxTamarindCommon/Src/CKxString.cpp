@@ -20,9 +20,6 @@ namespace KxTamarind {
 
 namespace {
 
-// The largest character count whose byte count fits the 32-bit BSTR prefix.
-constexpr long long kMaxChars = 0x3FFFFFFF;
-
 // Code page 0 conversion up to the first NUL; null for a null text or a
 // failed allocation.
 BSTR AllocFromNarrow(const char* text) {
