@@ -1,6 +1,7 @@
 // Property look-up by dispatch id, and the referenced-object map.
 #include "CPropertyLookup.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -168,17 +169,11 @@ private:
 
     void Push(TableKind kind, std::uintptr_t getter, void* table) {
         m_stack.push_back(Frame{kind, getter, table, 0, Step::Match, {}});
-        ++m_onStack[{getter, kind}];
     }
 
     // The table is done without a match: its parent resumes after the descent.
     void FinishTable() {
-        Frame& done = m_stack.back();
-        auto it = m_onStack.find({done.getter, done.kind});
-        if (--it->second == 0) {
-            m_onStack.erase(it);
-        }
-        std::vector<std::pair<long, int>> moved = std::move(done.moved);
+        std::vector<std::pair<long, int>> moved = std::move(m_stack.back().moved);
         m_stack.pop_back();
         if (!m_stack.empty()) {
             for (const auto& change : moved) {
@@ -230,7 +225,10 @@ private:
     // entered with the search list as it is now (as a multiset): the search
     // would then repeat itself without end.
     bool RepeatsEnclosingSearch(TableKind kind, std::uintptr_t getter) const {
-        if (m_onStack.count({getter, kind}) == 0) {
+        const auto sameTable = [kind, getter](const Frame& frame) {
+            return frame.getter == getter && frame.kind == kind;
+        };
+        if (std::none_of(m_stack.begin(), m_stack.end(), sameTable)) {
             return false;
         }
         // Walk outwards, summing the changes made since each level began.
@@ -243,7 +241,7 @@ private:
                 count += change.second;
                 changed += count != 0 ? 1 : 0;
             }
-            if (changed == 0 && frame->getter == getter && frame->kind == kind) {
+            if (changed == 0 && sameTable(*frame)) {
                 return true;
             }
         }
@@ -260,8 +258,6 @@ private:
     const long m_dispId;
     std::list<long>& m_list;
     std::vector<Frame> m_stack;
-    // How many frames search the table of each getter right now.
-    std::map<std::pair<std::uintptr_t, TableKind>, int> m_onStack;
     bool m_abandoned = false;
 };
 
