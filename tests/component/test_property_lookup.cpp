@@ -660,7 +660,7 @@ TEST_F(PropertyLookupTest, MatchesTheRecursiveSearchOnGeneratedTables) {
     std::uint32_t seed = 12345;
     int compared = 0;
     int repeating = 0;
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 1000; ++round) {
         GenerateTables(seed);
         for (long dispId = 1; dispId <= 5; ++dispId) {
             SCOPED_TRACE("round " + std::to_string(round) + ", id " + std::to_string(dispId));
