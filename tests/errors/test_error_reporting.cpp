@@ -6,6 +6,9 @@
 // so every test stays below the limits it does not test.
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cwchar>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -20,6 +23,7 @@
 #include "IKXComponentManagement.h"
 #include "KxErrorReporting.h"
 #include "KxKernelRemote.h"
+#include "common/HangWatchdog.h"
 
 using namespace KxTamarind;
 
@@ -571,6 +575,62 @@ TEST(KxInfoRepaired, FormatsPrintfStyleAndLongTextsWhole) {
     EXPECT_EQ(std::string(scope.device.sent[1].GetAdditionalInfo().GetString()),
               "<" + longText + ">");
     EXPECT_EQ(scope.device.calls.size(), 2u);
+}
+
+TEST(KxInfoRepaired, NonAsciiWideArgumentInCLocaleDoesNotHang) {
+    // Wide arguments come out as UTF-8 whatever the process locale; the C
+    // locale (the firmware's) once made the formatting fail for ever.
+    const std::string ss = "\xC3\x9F";
+    const std::wstring longWide(3000, L'\u00DF');
+    std::string longUtf8;
+    for (int i = 0; i < 3000; ++i) {
+        longUtf8 += ss;
+    }
+    struct Case {
+        const char* name;
+        std::function<void()> report;
+        std::string expected;
+    };
+    const std::vector<Case> cases = {
+        {"%ls", [] { KxInfoRepaired("%ls", L"Me\u00DFkopf"); }, "Me" + ss + "kopf"},
+        {"%S %lc %C",
+         [] {
+             KxInfoRepaired("%S %lc %C", L"\u20AC", static_cast<wint_t>(0xE9),
+                            static_cast<wint_t>(0x1F600));
+         },
+         "\xE2\x82\xAC \xC3\xA9 \xF0\x9F\x98\x80"},
+        {"precision and width count characters",
+         [] { KxInfoRepaired("[%.2ls|%4ls]", L"\u00DF\u00DF\u00DF", L"\u00DF"); },
+         "[" + ss + ss + "|   " + ss + "]"},
+        {"no character", [] { KxInfoRepaired("%ls", L"a\xD800z"); }, "a\xEF\xBF\xBDz"},
+        {"longer than the first buffer", [&longWide] { KxInfoRepaired("<%ls>", longWide.c_str()); },
+         "<" + longUtf8 + ">"},
+        {"narrow text is copied", [] { KxInfoRepaired("%s", "Me\xDF"); }, "Me\xDF"},
+    };
+    for (const char* locale : {"C", "C.UTF-8"}) {
+        SCOPED_TRACE(locale);
+        if (std::setlocale(LC_ALL, locale) == nullptr) {
+            ADD_FAILURE() << "locale " << locale << " is not available";
+            continue;
+        }
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.name);
+            DeviceScope scope;
+            KxTest::RunWithHangWatchdog(std::chrono::seconds(30), c.report);
+            ASSERT_EQ(scope.device.sent.size(), 1u);
+            EXPECT_EQ(std::string(scope.device.sent[0].GetAdditionalInfo().GetString()),
+                      c.expected);
+        }
+    }
+    std::setlocale(LC_ALL, "C");
+}
+
+TEST(KxInfoRepaired, NullFormatReportsAnEmptyText) {
+    DeviceScope scope;
+    KxInfoRepaired(nullptr);
+    ASSERT_EQ(scope.device.sent.size(), 1u);
+    EXPECT_STREQ(scope.device.sent[0].GetAdditionalInfo().GetString(), "");
+    EXPECT_EQ(scope.device.sent[0].GetErrorCode(), E_KX_HRESULT_ASSERT_REPAIRED);
 }
 
 TEST(OutOfMemoryError, CallsStartupWithFixedCondition) {

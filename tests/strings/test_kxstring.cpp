@@ -2,6 +2,8 @@
 // case, white space and formatting.
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cwchar>
 #include <stdexcept>
 #include <string>
 
@@ -367,8 +369,29 @@ TEST(KxStringFormat, SprintfCutsAt999Bytes) {
     s.sprintf("%s", longText.c_str());
     EXPECT_EQ(s.Length(), 999);
     EXPECT_EQ(s.At(998), L'x');
+    // A character the limit would cut in two is left out whole.
+    s.sprintf("%s\xC3\xA9", std::string(998, 'x').c_str());
+    EXPECT_EQ(W(s), std::wstring(998, L'x'));
+    s.sprintf("%s\xC3\xA9", std::string(997, 'x').c_str());
+    EXPECT_EQ(W(s), std::wstring(997, L'x') + L"\u00E9");
+    s.sprintf("%s%ls", std::string(997, 'x').c_str(), L"\U0001F600");
+    EXPECT_EQ(W(s), std::wstring(997, L'x'));
+    s.sprintf("a%cb", 0); // up to the first NUL
+    EXPECT_EQ(W(s), L"a");
     s.sprintf(nullptr);
     EXPECT_TRUE(s.IsNull());
+    s.sprintf("%s", "");
+    EXPECT_FALSE(s.IsNull());
+    EXPECT_EQ(s.Length(), 0);
+}
+
+TEST(KxStringFormat, SprintfPrintsWideArgumentsAsUtf8InTheCLocale) {
+    ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+    CKxString s;
+    s.sprintf("<%ls|%S|%lc>", L"Me\u00DFkopf", kWide, static_cast<wint_t>(0x20AC));
+    EXPECT_EQ(W(s), std::wstring(L"<Me\u00DFkopf|") + kWide + L"|\u20AC>");
+    s.sprintf("[%.2ls|%3ls]", kWide, L"\u00E9");
+    EXPECT_EQ(W(s), L"[\u00E9\u20AC|  \u00E9]");
 }
 
 TEST(KxStringFormat, SwprintfCutsAt3999Chars) {
@@ -378,8 +401,48 @@ TEST(KxStringFormat, SwprintfCutsAt3999Chars) {
     const std::wstring longText(5000, L'y');
     s.swprintf(L"%ls", longText.c_str());
     EXPECT_EQ(s.Length(), 3999);
+    // Characters, not bytes: 5000 four-byte characters still give 3999.
+    const std::wstring longEmoji(5000, L'\U0001F600');
+    s.swprintf(L"%ls", longEmoji.c_str());
+    EXPECT_EQ(W(s), std::wstring(3999, L'\U0001F600'));
+    s.swprintf(L"a%lcb", static_cast<wint_t>(0)); // up to the first NUL
+    EXPECT_EQ(W(s), L"a");
     s.swprintf(nullptr);
     EXPECT_TRUE(s.IsNull());
+}
+
+TEST(KxStringFormat, SwprintfKeepsNonAsciiNarrowArgumentsInTheCLocale) {
+    ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+    struct Case {
+        const char* name;
+        CKxString (*format)();
+        std::wstring expected;
+    };
+    const Case cases[] = {
+        {"UTF-8 %s",
+         [] {
+             return CKxString().swprintf(L"<%s>", "Me\xC3\x9F"
+                                                  "kopf");
+         },
+         L"<Me\u00DFkopf>"},
+        {"Windows-1252 %s is no UTF-8", [] { return CKxString().swprintf(L"<%s>", "Me\xDF"); },
+         L"<Me\uFFFD>"},
+        {"%c of a non-ASCII byte", [] { return CKxString().swprintf(L"<%c>", '\xE9'); },
+         L"<\uFFFD>"},
+        {"%S and %ls are wide", [] { return CKxString().swprintf(L"%S|%ls", kWide, kWide); },
+         std::wstring(kWide) + L"|" + kWide},
+        {"format text beyond ASCII",
+         [] { return CKxString().swprintf(L"\u00C4%s\U0001F600", "\xC3\xA9"); },
+         L"\u00C4\u00E9\U0001F600"},
+        {"width counts bytes of narrow text",
+         [] { return CKxString().swprintf(L"[%4s]", "\xC3\xA9"); }, L"[  \u00E9]"},
+        {"null narrow argument",
+         [] { return CKxString().swprintf(L"%s", static_cast<const char*>(nullptr)); }, L"(null)"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(W(c.format()), c.expected);
+    }
 }
 
 TEST(KxStringFormat, Fill) {

@@ -9,6 +9,7 @@
 
 #include "CKxString.h"
 #include "CKxStringList.h"
+#include "common/BstrAllocationCounter.h"
 
 using namespace KxTamarind;
 
@@ -297,6 +298,113 @@ TEST(KxStringSection, StringSeparator) {
     EXPECT_EQ(W(gaps.Section(CKxString(L","), 0, 0, 1)), L"a");
     EXPECT_EQ(W(gaps.Section(CKxString(L","), 1, 1, 1)), L"b");
     EXPECT_EQ(W(gaps.Section(CKxString(L","), 1, 3)), L"a,,b");
+}
+
+// Section as it is defined: Split into a list, then join parts start..end
+// with the whole separator by appending.
+CKxString SplitThenJoin(const CKxString& text, const CKxString& separator, int start, int end,
+                        int flags) {
+    CKxStringList parts;
+    text.Split(parts, separator, (flags & 1) == 0);
+    const int count = static_cast<int>(parts.GetSize());
+    if (start < 0 || start >= count) {
+        return CKxString();
+    }
+    if (end < 0 || end >= count) {
+        end = count - 1;
+    }
+    if (end < start) {
+        return CKxString();
+    }
+    CKxString result = parts[static_cast<unsigned int>(start)];
+    for (int i = start + 1; i <= end; ++i) {
+        result += separator;
+        result += parts[static_cast<unsigned int>(i)];
+    }
+    return result;
+}
+
+// The characters as code points, for failure messages.
+std::string Codes(const CKxString& s) {
+    if (s.IsNull()) {
+        return "<null>";
+    }
+    std::string out = "[";
+    for (int i = 0; i < s.Length(); ++i) {
+        out += (i > 0 ? " " : "") + std::to_string(static_cast<unsigned long>(s.At(i)));
+    }
+    return out + "]";
+}
+
+// Equal including null-ness and embedded NULs.
+bool Same(const CKxString& a, const CKxString& b) {
+    return a.IsNull() == b.IsNull() && a.Length() == b.Length() &&
+           std::equal(static_cast<wchar_t*>(a), static_cast<wchar_t*>(a) + a.Length(),
+                      static_cast<wchar_t*>(b));
+}
+
+TEST(KxStringSection, EqualsSplitThenJoinOnEveryShortText) {
+    // U+012C has the low byte of ',' and so splits like it; NUL is kept.
+    const wchar_t alphabet[] = {L'a', L',', L'\u012C', L'\0'};
+    std::vector<CKxString> texts{CKxString()};
+    std::vector<std::wstring> level{L""};
+    for (int length = 0; length <= 4; ++length) {
+        std::vector<std::wstring> longer;
+        for (const std::wstring& text : level) {
+            texts.emplace_back(text);
+            for (wchar_t c : alphabet) {
+                longer.push_back(text + c);
+            }
+        }
+        level.swap(longer);
+    }
+    const CKxString separators[] = {CKxString(L","), CKxString(L",;"), CKxString(L"\u012C"),
+                                    CKxString(L""), CKxString()};
+    int checked = 0;
+    for (const CKxString& text : texts) {
+        for (const CKxString& separator : separators) {
+            for (int flags = 0; flags <= 1; ++flags) {
+                for (int start = -1; start <= 5; ++start) {
+                    for (int end = -1; end <= 5; ++end) {
+                        const CKxString got = text.Section(separator, start, end, flags);
+                        const CKxString expected =
+                            SplitThenJoin(text, separator, start, end, flags);
+                        if (!Same(got, expected)) {
+                            ADD_FAILURE()
+                                << "text " << Codes(text) << " separator " << Codes(separator)
+                                << " start " << start << " end " << end << " flags " << flags
+                                << ": got " << Codes(got) << ", expected " << Codes(expected);
+                            return;
+                        }
+                        ++checked;
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_EQ(checked, 342 * 5 * 2 * 7 * 7);
+}
+
+TEST(KxStringSection, IsLinearInTheTextLength) {
+    // 20000 one-character parts. Joining them by repeated appends asks the
+    // allocator for about 2 * 10000^2 characters (each append grows the whole
+    // result); linear work asks for a small multiple of the length.
+    std::wstring text;
+    for (int i = 0; i < 10000; ++i) {
+        text += L"a,";
+    }
+    const CKxString s(text);
+    const CKxString separator(L",");
+    CKxString all;
+    long long characters = 0;
+    {
+        KxTest::BstrAllocationCounter counter;
+        all = s.Section(separator, 0);
+        characters = counter.Characters();
+        ASSERT_GT(counter.Calls(), 0) << "the counter is not in place";
+    }
+    EXPECT_EQ(all.Length(), 19999);
+    EXPECT_LE(characters, 2 * static_cast<long long>(text.size()));
 }
 
 TEST(KxStringSection, CharSeparator) {

@@ -5,6 +5,7 @@
 #include <future>
 #include <stdexcept>
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include "CErrorObject.h"
@@ -104,23 +105,39 @@ TEST(Thread, NamesAsTheSystemSeesThem) {
     ASSERT_TRUE(second.WaitRunFinished(30000));
 }
 
-TEST(Thread, FreeSetThreadNameForCallerAndUnknownIds) {
+TEST(Thread, FreeSetThreadNameTakesThePosixIdentity) {
     LockedRecorder recorder;
+    // A thread names itself by pthread_self().
     std::string seen;
     std::thread other([&seen] {
-        KxTamarind::SetThreadName(GetCurrentThreadId(), "twenty-chars-name-xy");
+        KxTamarind::SetThreadName(static_cast<unsigned long>(pthread_self()),
+                                  "twenty-chars-name-xy");
         seen = SystemThreadName(GetCurrentThreadId());
     });
     other.join();
     EXPECT_EQ(seen, "twenty-chars-na");
+
+    // A CThread is named from another thread by the identity behind its
+    // handle.
+    CThread thread(KXApartmentModel_MultiThreaded, kFree);
+    pthread_t worker{};
+    ASSERT_TRUE(GetThreadPosixHandle(thread.ThreadHandle(), &worker));
+    KxTamarind::SetThreadName(static_cast<unsigned long>(worker), "named from afar");
+    EXPECT_EQ(SystemThreadName(thread.SystemThreadId()), "named from afar");
     EXPECT_EQ(recorder.Count(), 0u);
 
-    // An id that is no thread of this library cannot be named.
+    // Refused: a kernel thread id is no POSIX identity, and an identity the
+    // library cannot vouch for is not used.
+    const std::string before = SystemThreadName(GetCurrentThreadId());
+    KxTamarind::SetThreadName(GetCurrentThreadId(), "kernel id");
     KxTamarind::SetThreadName(0x7FFFFFF0ul, "nobody");
+    EXPECT_EQ(SystemThreadName(GetCurrentThreadId()), before);
     auto records = recorder.Records();
-    ASSERT_EQ(records.size(), 1u);
-    ExpectRecord(records[0], "pthread_setname_np(threadId, szTruncatedName) == 0",
-                 "Setting thread name failed.", kAssertFailed);
+    ASSERT_EQ(records.size(), 2u);
+    for (const CErrorObject& record : records) {
+        ExpectRecord(record, "pthread_setname_np(threadId, szTruncatedName) == 0",
+                     "Setting thread name failed.", kAssertFailed);
+    }
 }
 
 TEST(Thread, StartOnRunningThreadIsRefused) {

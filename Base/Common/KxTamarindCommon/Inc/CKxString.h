@@ -223,12 +223,25 @@ public:
     CKxString Simplified() const;
 
     // --- Formatting -------------------------------------------------------
-    // vsnprintf into 1000 bytes (output beyond 999 bytes is cut), then
-    // converted as narrow text. A null format gives a null string.
+    // Both format with the platform's formatter (CAtlStringA::Format), which
+    // does not depend on the process locale: %ls, %S, %lc and %C take wide
+    // arguments and print them as UTF-8 (code points that are no characters
+    // as U+FFFD); %s and %c take narrow ones, copied as they are. Width and
+    // precision count bytes for narrow arguments and characters for wide
+    // ones. No argument makes formatting fail or drops text silently.
+    // Running out of memory gives a null string.
+    //
+    // sprintf: the output up to its first NUL, then at most 999 bytes of it
+    // (a UTF-8 character the limit would cut in two is left out whole),
+    // converted as narrow text (code page 0, UTF-8). A null format gives a
+    // null string.
     CKxString& sprintf(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    // vswprintf into 4000 characters (output beyond 3999 characters is cut;
-    // an encoding error gives what was formatted before it), copied up to the
-    // terminator. A null format gives a null string.
+    // swprintf: the wide format is taken to UTF-8 and formatted as above;
+    // the output, up to its first NUL, is read back as UTF-8 and at most its
+    // first 3999 characters are kept. So narrow arguments are UTF-8 text in
+    // every locale: bytes that are not UTF-8 (Windows-1252 text, say) come
+    // out as U+FFFD instead of being dropped. A null format gives a null
+    // string.
     CKxString& swprintf(const wchar_t* format, ...);
     // `count` copies of c (sign-extended); a negative count means Length().
     // A count below 1 gives a null string, except that a count equal to the

@@ -24,12 +24,26 @@
 // entry's id, and the id is still removed afterwards, which can take out an
 // equal id that an outer level added.
 //
+// Nesting depth costs no thread stack: the tables still being searched are
+// kept on the heap, so a chain of any length is searched whole, also on a
+// thread with a small stack.
+//
+// The union-map exception above can take out the very id that guards a way
+// back, so tables can lead a search into itself without end. That happens
+// exactly when a sub-map is about to be entered with the same search list
+// (as a multiset of ids) that an enclosing search of the same map started
+// with: the inner search would repeat the outer one step for step. There the
+// search is abandoned: it answers null, leaves the caller's search list as
+// it was given, and reports one repaired error naming the component. Up to
+// that point it has done exactly the work of the depth-first order above;
+// on tables where no search repeats itself, results and the list are
+// exactly those of that order.
+//
 // Failures: a union-map getter that throws is reported as a repaired error
 // (RepairError, E_KX_HRESULT_ASSERT_REPAIRED) naming the component, and its
 // union map counts as not found. A getter or accessor that yields null counts
-// as an empty table. Tables nested deeper than kMaxMapNestingDepth (which only
-// unbounded recursion through union maps can reach) end the whole search
-// with null and one repaired error, instead of exhausting the stack.
+// as an empty table. A property-map getter or nested-map accessor that throws
+// lets the exception through; ids added on the way stay in the list.
 //
 // Thread safety: the tables are read-only, and the search list belongs to the
 // outermost call, so searches may run on several threads at once.
@@ -47,9 +61,6 @@ namespace KxTamarind {
 
 class CPropertyLookup : public virtual CObjectDataReferenceBase {
 public:
-    // Sub-map levels a single search may descend before it gives up.
-    static constexpr int kMaxMapNestingDepth = 64;
-
     // Searches the component's own table with a fresh search list. Null when
     // the id is not found or the component has no table.
     tagPropertyEntry* FindProperty(long dispId);
@@ -68,12 +79,10 @@ public:
     static void RemoveFromDispIDSearchList(long dispId, std::list<long>& searchList);
 
 private:
-    // The steps shared by all three table kinds, for one entry. `guardNested`
-    // is false inside union maps (see the overview).
-    tagPropertyEntry* SearchEntry(long dispId, tagPropertyEntry& entry, bool guardNested,
-                                  std::list<long>& searchList);
-    tagPropertyEntry* SearchNestedMap(long dispId, const tagPropertyEntry& entry,
-                                      std::list<long>& searchList);
+    // One search from one table down through everything reachable from it
+    // (defined in the source file).
+    class MapSearch;
+
     // Calls a union-map getter; reports a throwing one and yields null.
     tagUnionMapEntry* CallUnionMapGetter(UnionMapGetter getUnionMap);
     // Reports a repaired error: `head` followed by the component's class

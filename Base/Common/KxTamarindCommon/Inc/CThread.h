@@ -184,12 +184,14 @@ private:
 };
 
 // Sets the operating system's name of a thread: at most the first 15
-// characters of `name`. `threadId` is a system thread id
-// (GetCurrentThreadId()): the calling thread's own id names the calling
-// thread; any other id must belong to a live CThread of this library, whose
-// POSIX thread is looked up from its thread handle. An unknown id, or a
-// refusal of the system, is reported as a repaired error "Setting thread name
-// failed.".
+// characters of `name`. `threadId` is the thread's POSIX identity, a
+// pthread_t (which unsigned long holds unchanged on the 32- and 64-bit
+// targets): pthread_self() names the calling thread, and the identity of a
+// live CThread of this library (GetThreadPosixHandle of its ThreadHandle())
+// names that thread from any thread. Any other identity is refused, because
+// the system cannot check it and naming a thread that has ended is
+// undefined. A refusal, by this rule or by the system, is reported as a
+// repaired error "Setting thread name failed.".
 void SetThreadName(unsigned long threadId, const char* name);
 
 } // namespace KxTamarind

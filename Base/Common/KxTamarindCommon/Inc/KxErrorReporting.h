@@ -81,7 +81,11 @@ void RepairError(const char* condition, const char* file, const char* date, int 
                  const char* message, long code, CTraceCallStackObject* callStack);
 
 // printf-style repaired-error report (condition "false", code
-// E_KX_HRESULT_ASSERT_REPAIRED); texts of any length are formatted whole.
+// E_KX_HRESULT_ASSERT_REPAIRED), formatted as CAtlStringA::Format does: wide
+// arguments (%ls, %S, %lc, %C) come out as UTF-8 whatever the process
+// locale, and texts of any length are formatted whole. A null format reports
+// an empty text. If memory for the text runs out, the process ends with
+// exit status 1.
 void KxInfoRepaired(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // The catch-side handler of a thrown record: forwards it to the information

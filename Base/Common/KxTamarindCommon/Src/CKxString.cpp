@@ -5,12 +5,13 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
 #include <memory>
+#include <new>
 #include <stdexcept>
+#include <string>
 
 #include "CKxStringList.h"
 #include "CStlExtensions.h"
@@ -19,9 +20,6 @@
 namespace KxTamarind {
 
 namespace {
-
-// The largest character count whose byte count fits the 32-bit BSTR prefix.
-constexpr long long kMaxChars = 0x3FFFFFFF;
 
 // Code page 0 conversion up to the first NUL; null for a null text or a
 // failed allocation.
@@ -38,6 +36,49 @@ BSTR AllocFromNarrow(const char* text) {
         MultiByteToWideChar(CP_ACP, 0, text, -1, result, needed);
     }
     return result;
+}
+
+// The output limits of sprintf (bytes) and swprintf (characters), each
+// counting the terminator of the buffers they once were.
+constexpr std::size_t kSprintfBytes = 1000;
+constexpr std::size_t kSwprintfChars = 4000;
+
+// Formats with the platform's formatter (wide arguments as UTF-8, in any
+// locale); false when memory ran out.
+bool FormatInto(CAtlStringA& text, const char* format, va_list args) {
+    try {
+        text.FormatV(format, args);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+// The number of bytes of `text` (`length` bytes) to keep for at most `limit`:
+// `limit`, or less when that would cut a UTF-8 sequence in two, so that the
+// cut character is dropped whole instead of decoding as U+FFFD.
+std::size_t CutUtf8(const char* text, std::size_t length, std::size_t limit) {
+    if (length <= limit) {
+        return length;
+    }
+    auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    if ((byte(limit) & 0xC0) != 0x80) {
+        return limit; // the first byte left out starts a character
+    }
+    std::size_t lead = limit;
+    while (lead > 0 && limit - lead < 3 && (byte(lead - 1) & 0xC0) == 0x80) {
+        --lead;
+    }
+    if (lead == 0) {
+        return limit;
+    }
+    --lead; // the byte before the continuation bytes kept
+    const unsigned char first = byte(lead);
+    const std::size_t sequence = first >= 0xF0 && first <= 0xF4   ? 4
+                                 : first >= 0xE0 && first <= 0xEF ? 3
+                                 : first >= 0xC2 && first <= 0xDF ? 2
+                                                                  : 0;
+    return sequence > limit - lead ? lead : limit;
 }
 
 // A copy that keeps the exact byte length, so that a partial last character
@@ -558,16 +599,23 @@ CKxString& CKxString::sprintf(const char* format, ...) {
         Clear();
         return *this;
     }
-    char buffer[1000];
+    CAtlStringA text;
     va_list args;
     va_start(args, format);
-    const int written = vsnprintf(buffer, sizeof(buffer), format, args);
+    const bool formatted = FormatInto(text, format, args);
     va_end(args);
-    if (written < 0) {
-        buffer[0] = '\0';
+    if (!formatted) {
+        Clear();
+        return *this;
     }
-    buffer[sizeof(buffer) - 1] = '\0';
-    return *this = static_cast<const char*>(buffer);
+    // As narrow text: up to the first NUL and at most 999 bytes.
+    const char* bytes = text.GetString();
+    try {
+        *this = std::string(bytes, CutUtf8(bytes, std::strlen(bytes), kSprintfBytes - 1));
+    } catch (const std::bad_alloc&) {
+        Clear();
+    }
+    return *this;
 }
 
 CKxString& CKxString::swprintf(const wchar_t* format, ...) {
@@ -575,17 +623,43 @@ CKxString& CKxString::swprintf(const wchar_t* format, ...) {
         Clear();
         return *this;
     }
-    constexpr std::size_t kChars = 4000;
-    wchar_t buffer[kChars];
-    buffer[0] = L'\0';
-    va_list args;
-    va_start(args, format);
-    // On overflow or an encoding error the result is -1 and the buffer holds
-    // what was written so far, without a terminator: add one at the end.
-    vswprintf(buffer, kChars, format, args);
-    va_end(args);
-    buffer[kChars - 1] = L'\0';
-    return *this = static_cast<const wchar_t*>(buffer);
+    // The same formatter as sprintf: the format is taken to UTF-8, formatted,
+    // and the result read back as UTF-8, so narrow arguments are UTF-8 text
+    // like every narrow text of this class, whatever the process locale.
+    try {
+        const int formatBytes =
+            WideCharToMultiByte(CP_UTF8, 0, format, -1, nullptr, 0, nullptr, nullptr);
+        std::string narrowFormat(formatBytes > 0 ? static_cast<std::size_t>(formatBytes) : 1, '\0');
+        WideCharToMultiByte(CP_UTF8, 0, format, -1, &narrowFormat[0], formatBytes, nullptr,
+                            nullptr);
+        CAtlStringA text;
+        va_list args;
+        va_start(args, format);
+        const bool formatted = FormatInto(text, narrowFormat.c_str(), args);
+        va_end(args);
+        if (!formatted) {
+            Clear();
+            return *this;
+        }
+        // Up to the first NUL and at most 3999 characters. No character takes
+        // more than 4 bytes, so the first 4 x 3999 bytes give them all (a
+        // sequence cut at that byte count lies beyond the last character kept).
+        const char* bytes = text.GetString();
+        const int count =
+            static_cast<int>(std::min<std::size_t>(std::strlen(bytes), (kSwprintfChars - 1) * 4));
+        const int chars = count > 0 ? MultiByteToWideChar(CP_UTF8, 0, bytes, count, nullptr, 0) : 0;
+        std::wstring wide(static_cast<std::size_t>(chars), L'\0');
+        if (chars > 0) {
+            MultiByteToWideChar(CP_UTF8, 0, bytes, count, &wide[0], chars);
+        }
+        if (wide.size() > kSwprintfChars - 1) {
+            wide.resize(kSwprintfChars - 1);
+        }
+        *this = wide;
+    } catch (const std::bad_alloc&) {
+        Clear();
+    }
+    return *this;
 }
 
 CKxString& CKxString::Fill(char c, int count) {

@@ -7,6 +7,8 @@
 #include <cwchar>
 #include <cwctype>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "CKxStringList.h"
 #include "KxStringChars.h"
@@ -52,6 +54,28 @@ int CountOccurrences(const std::string& text, const std::string& needle) {
     return count;
 }
 
+// The pieces between separators in a text that holds the separator character
+// (compared through the low byte, as the character search does): calls
+// piece(pos, count) for each non-empty piece and, when keepEmpty is true,
+// piece(pos, 0) for each empty one. A separator at the very end yields no
+// trailing piece. One pass over the text.
+template <typename Piece>
+void ForEachPiece(const wchar_t* text, int length, char separator, bool keepEmpty, Piece piece) {
+    int pos = 0;
+    while (pos < length) {
+        int next = pos;
+        while (next < length && LowByte(text[next]) != separator) {
+            ++next;
+        }
+        if (next > pos) {
+            piece(pos, next - pos);
+        } else if (keepEmpty) {
+            piece(pos, 0);
+        }
+        pos = next + 1;
+    }
+}
+
 } // namespace
 
 // --- Split and Section -------------------------------------------------------
@@ -67,19 +91,13 @@ int CKxString::Split(CKxStringList& list, const CKxString& separator, bool keepE
         list.AppendDataByCopy(*this);
         return length;
     }
-    int pos = 0;
-    while (pos < length) {
-        int next = Find(sep, pos, true);
-        if (next < 0) {
-            next = length;
+    ForEachPiece(m_bstr, length, sep, keepEmpty, [&](int pos, int count) {
+        if (count > 0) {
+            list.AppendDataByCopy(Substr(pos, count));
+        } else {
+            list.AppendData(); // an empty piece is a null string
         }
-        if (next > pos) {
-            list.AppendDataByCopy(Substr(pos, next - pos));
-        } else if (keepEmpty) {
-            list.AppendData();
-        }
-        pos = next + 1;
-    }
+    });
     return length;
 }
 
@@ -99,9 +117,20 @@ int CKxString::CalcTokenCount(const CKxString& separator) const {
 }
 
 CKxString CKxString::Section(const CKxString& separator, int start, int end, int flags) const {
-    CKxStringList parts;
-    Split(parts, separator, (flags & 1) == 0);
-    const int count = static_cast<int>(parts.GetSize());
+    // The parts are those of Split; only their positions are collected, and
+    // the result is built in one allocation, so the work is linear in the
+    // text's length.
+    const int length = Length();
+    const int separatorLength = separator.Length();
+    const char sep = separatorLength > 0 ? LowByte(separator.m_bstr[0]) : '\0';
+    if (length == 0 || separatorLength == 0 || Find(sep, 0, true) < 0) {
+        // Split gives one part: a copy of the whole string.
+        return start == 0 ? *this : CKxString();
+    }
+    std::vector<std::pair<int, int>> parts; // position and length; length 0 is a null part
+    ForEachPiece(m_bstr, length, sep, (flags & 1) == 0,
+                 [&parts](int pos, int count) { parts.emplace_back(pos, count); });
+    const int count = static_cast<int>(parts.size());
     if (start < 0 || start >= count) {
         return CKxString();
     }
@@ -111,11 +140,30 @@ CKxString CKxString::Section(const CKxString& separator, int start, int end, int
     if (end < start) {
         return CKxString();
     }
-    CKxString result = parts[static_cast<unsigned int>(start)];
-    for (int i = start + 1; i <= end; ++i) {
-        result += separator;
-        result += parts[static_cast<unsigned int>(i)];
+    if (start == end) {
+        return parts[start].second > 0 ? Substr(parts[start].first, parts[start].second)
+                                       : CKxString();
     }
+    long long total = static_cast<long long>(end - start) * separatorLength;
+    for (int i = start; i <= end; ++i) {
+        total += parts[i].second;
+    }
+    if (total > kMaxChars) {
+        return CKxString();
+    }
+    BSTR joined = SysAllocStringLen(nullptr, static_cast<UINT>(total));
+    if (joined == nullptr) {
+        return CKxString();
+    }
+    wchar_t* out = joined;
+    for (int i = start; i <= end; ++i) {
+        if (i > start) {
+            out = std::copy(separator.m_bstr, separator.m_bstr + separatorLength, out);
+        }
+        out = std::copy(m_bstr + parts[i].first, m_bstr + parts[i].first + parts[i].second, out);
+    }
+    CKxString result;
+    result.AttachBSTR(joined);
     return result;
 }
 

@@ -2,7 +2,8 @@
 
 #include <cerrno>
 #include <cstring>
-#include <map>
+#include <set>
+#include <type_traits>
 
 #include "CErrorObject.h"
 #include "CKxEvent.h"
@@ -20,32 +21,42 @@ const char kFreeThreadName[] = "Free Thread";
 const char kDefaultRunningName[] = "Running Thread Default Name";
 constexpr DWORD TIMEOUT_FINISH = 5000;
 
-// The library's live threads by system thread id, so that the free
-// SetThreadName can reach the POSIX thread of another thread. A leaf lock:
+// The free SetThreadName takes a POSIX thread identity as unsigned long,
+// which holds a pthread_t unchanged on the 32- and 64-bit targets alike.
+static_assert(std::is_integral<pthread_t>::value && sizeof(pthread_t) <= sizeof(unsigned long),
+              "a pthread_t travels as unsigned long");
+
+// The POSIX identity behind a thread handle, or 0 for a bad handle.
+unsigned long PosixIdOf(HANDLE thread) {
+    pthread_t posixThread{};
+    return GetThreadPosixHandle(thread, &posixThread) ? static_cast<unsigned long>(posixThread) : 0;
+}
+
+// The POSIX identities of the library's live threads. An identity is in the
+// set from the construction of its CThread until its destructor is about to
+// close the thread handle, so under the lock a listed identity names a thread
+// that has not been joined yet and may be named from any thread. A leaf lock:
 // nothing else is locked or reported while it is held.
-struct ThreadHandleRegistry {
+struct ThreadIdentityRegistry {
     CCritSection lock;
-    std::map<unsigned long, HANDLE> handles;
+    std::set<unsigned long> identities;
 };
 
-ThreadHandleRegistry& Registry() {
-    static ThreadHandleRegistry* registry = new ThreadHandleRegistry; // outlives late threads
+ThreadIdentityRegistry& Registry() {
+    static ThreadIdentityRegistry* registry = new ThreadIdentityRegistry; // outlives late threads
     return *registry;
 }
 
-void RegisterThreadHandle(unsigned long systemId, HANDLE handle) {
-    ThreadHandleRegistry& registry = Registry();
+void RegisterThread(unsigned long posixId) {
+    ThreadIdentityRegistry& registry = Registry();
     CCritSectionLocker locker(registry.lock);
-    registry.handles[systemId] = handle;
+    registry.identities.insert(posixId);
 }
 
-void UnregisterThreadHandle(unsigned long systemId, HANDLE handle) {
-    ThreadHandleRegistry& registry = Registry();
+void UnregisterThread(unsigned long posixId) {
+    ThreadIdentityRegistry& registry = Registry();
     CCritSectionLocker locker(registry.lock);
-    auto it = registry.handles.find(systemId);
-    if (it != registry.handles.end() && it->second == handle) {
-        registry.handles.erase(it);
-    }
+    registry.identities.erase(posixId);
 }
 
 void ReportRefusal(int line, const char* condition, const char* message) {
@@ -135,7 +146,7 @@ CThread::CThread(KXApartmentModelType model, long dictId)
     }
     m_hThread = reinterpret_cast<HANDLE>(iRet);
     m_uSystemThreadId.store(systemId, std::memory_order_relaxed);
-    RegisterThreadHandle(systemId, m_hThread);
+    RegisterThread(PosixIdOf(m_hThread));
 
     // The worker initialises under this lock; it may start only now.
     locker.Unlock();
@@ -275,7 +286,7 @@ CThread::~CThread() {
         Abort();
         m_pRunEvent->Set();
         DWORD wait = WaitForSingleObject(m_hThread, TIMEOUT_FINISH);
-        UnregisterThreadHandle(SystemThreadId(), m_hThread);
+        UnregisterThread(PosixIdOf(m_hThread));
         if (wait != WAIT_OBJECT_0) {
             {
                 CCritSectionLocker linkLocker(m_pLink->lock);
@@ -541,7 +552,7 @@ void CThread::SetThreadNameToDefault() {
 
 void CThread::PutThreadNameToDebugger() {
     std::string name = GetThreadName();
-    KxTamarind::SetThreadName(SystemThreadId(), name.c_str());
+    KxTamarind::SetThreadName(PosixIdOf(ThreadHandle()), name.c_str());
 }
 
 void SetThreadName(unsigned long threadId, const char* name) {
@@ -550,18 +561,18 @@ void SetThreadName(unsigned long threadId, const char* name) {
         std::strncpy(szTruncatedName, name, 15);
     }
     szTruncatedName[15] = '\0';
+    const pthread_t target = static_cast<pthread_t>(threadId);
     int result = ESRCH;
-    if (threadId == GetCurrentThreadId()) {
-        result = pthread_setname_np(pthread_self(), szTruncatedName);
+    if (pthread_equal(target, pthread_self())) {
+        result = pthread_setname_np(target, szTruncatedName);
     } else {
-        ThreadHandleRegistry& registry = Registry();
+        // Another thread's identity cannot be checked by the system: naming a
+        // thread that ended is undefined. Only the library's own live threads
+        // are named from outside.
+        ThreadIdentityRegistry& registry = Registry();
         CCritSectionLocker locker(registry.lock);
-        auto it = registry.handles.find(threadId);
-        pthread_t posixThread;
-        // Under the registry lock the handle stays open, and with it the
-        // POSIX thread it names.
-        if (it != registry.handles.end() && GetThreadPosixHandle(it->second, &posixThread)) {
-            result = pthread_setname_np(posixThread, szTruncatedName);
+        if (registry.identities.count(threadId) != 0) {
+            result = pthread_setname_np(target, szTruncatedName);
         }
     }
     if (result != 0) {

@@ -3,9 +3,9 @@
 
 #include <atomic>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "CCritSection.h"
@@ -125,26 +125,22 @@ void RepairError(const char* condition, const char* file, const char* date, int 
 }
 
 void KxInfoRepaired(const char* format, ...) {
-    if (format == nullptr) {
-        format = "";
-    }
-    std::vector<char> buffer(2048);
-    for (;;) {
-        va_list args;
-        va_start(args, format);
-        const int written = std::vsnprintf(buffer.data(), buffer.size(), format, args);
+    // The platform's formatter sizes its output itself and prints wide
+    // arguments as UTF-8 whatever the process locale, so a text of any length
+    // comes out whole in one pass and no encoding failure is left for a
+    // larger buffer to cure.
+    CAtlStringA text;
+    va_list args;
+    va_start(args, format);
+    try {
+        text.FormatV(format != nullptr ? format : "", args);
+    } catch (const std::bad_alloc&) {
         va_end(args);
-        if (written < 0) {
-            buffer.resize(buffer.size() + 1024);
-            continue;
-        }
-        if (static_cast<std::size_t>(written) < buffer.size()) {
-            break;
-        }
-        buffer.resize(static_cast<std::size_t>(written) + 1); // format the whole text
+        std::exit(1); // not even the report's text fits in memory: end the process
     }
+    va_end(args);
     RepairError("false", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr, nullptr,
-                buffer.data(), E_KX_HRESULT_ASSERT_REPAIRED, nullptr);
+                text.GetString(), E_KX_HRESULT_ASSERT_REPAIRED, nullptr);
 }
 
 long HandleError(CErrorObject* error, CTraceCallStackObject* /*callStack*/) {

@@ -3,6 +3,9 @@
 
 namespace KxTamarind {
 
+// The largest character count whose byte count fits the 32-bit BSTR prefix.
+constexpr long long kMaxChars = 0x3FFFFFFF;
+
 // The low 8 bits of a character taken as a signed char: the character
 // searches and Simplify look at characters this way.
 inline char LowByte(wchar_t ch) {
