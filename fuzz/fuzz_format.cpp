@@ -10,8 +10,8 @@
 // by the UTF-8 reference (precision and width count characters). Checked:
 // - Format gives the concatenation of the pieces, AppendFormat appends it,
 //   also when an argument is the string's own text;
-// - CKxString::sprintf gives the same text cut to 999 bytes and read as
-//   UTF-8 up to its first NUL;
+// - CKxString::sprintf gives the same text up to its first NUL, cut to 999
+//   bytes without cutting a character in two, and read as UTF-8;
 // - a BSTR holds exactly the characters and length asked for (length prefix
 //   included), zeroed when made from nothing, and refuses lengths whose byte
 //   count overflows 32 bits without reading the source;
@@ -127,9 +127,6 @@ enum class Slot { Int, Narrow, Double, Wide, LongLong, Long, WideChar, Size };
 // One cycle of argument types; a call passes two cycles.
 const Slot kCycle[] = {Slot::Int,      Slot::Narrow, Slot::Double,   Slot::Wide,
                        Slot::LongLong, Slot::Long,   Slot::WideChar, Slot::Size};
-// The same without wide arguments, for the C library's own formatter.
-const Slot kNarrowCycle[] = {Slot::Int,      Slot::Narrow, Slot::Double,
-                             Slot::LongLong, Slot::Long,   Slot::Size};
 
 struct Args {
     int i[2];
@@ -369,15 +366,60 @@ void CheckAtlFormat(FuzzedDataProvider& in, const Args& a) {
                "AppendFormat with the string's own text as argument");
 }
 
-void CheckKxSprintf(FuzzedDataProvider& in, const Args& a) {
-    const Built b = Build(in, kNarrowCycle, 6, a, false);
-    CKxString s(L"old");
-    s.sprintf(b.format.c_str(), a.i[0], a.narrow[0].c_str(), a.d[0], a.ll[0], a.l[0], a.z[0],
-              a.i[1], a.narrow[1].c_str(), a.d[1], a.ll[1], a.l[1], a.z[1]);
-    const std::string cut = b.expected.substr(0, 999);
+// True when a well-formed UTF-8 sequence starts at `at`; its length in `length`.
+bool WellFormedAt(const std::string& text, std::size_t at, std::size_t& length) {
     bool valid = true;
-    FUZZ_CHECK(Holds(s, KxFuzz::DecodeUtf8(cut.c_str(), valid)),
-               "CKxString::sprintf = the pieces, cut to 999 bytes, read as UTF-8");
+    for (length = 1; length <= 4 && at + length <= text.size(); ++length) {
+        const std::wstring decoded = KxFuzz::DecodeUtf8(text.substr(at, length), valid);
+        if (valid) {
+            return static_cast<unsigned char>(text[at]) >= 0xC0;
+        }
+        if (decoded.size() > 1) {
+            return false; // already broken before its end
+        }
+    }
+    return false;
+}
+
+// CKxString::sprintf keeps the output up to its first NUL, then at most
+// `limit` bytes; a UTF-8 character the limit would cut in two is left out
+// whole. Bytes that form no character may be kept (as U+FFFD) or left out
+// with the character they started.
+bool SprintfResult(const CKxString& s, std::string text, std::size_t limit) {
+    bool valid = true;
+    text = text.c_str();
+    if (text.size() <= limit) {
+        return Holds(s, KxFuzz::DecodeUtf8(text, valid));
+    }
+    for (std::size_t start = limit > 3 ? limit - 3 : 0; start < limit; ++start) {
+        std::size_t length = 0;
+        if (WellFormedAt(text, start, length) && start + length > limit) {
+            return Holds(s, KxFuzz::DecodeUtf8(text.substr(0, start), valid));
+        }
+    }
+    if (Holds(s, KxFuzz::DecodeUtf8(text.substr(0, limit), valid))) {
+        return true;
+    }
+    for (std::size_t cut = limit > 3 ? limit - 3 : 0; cut < limit; ++cut) {
+        bool continued = static_cast<unsigned char>(text[cut]) >= 0xC0;
+        for (std::size_t i = cut + 1; i < limit && continued; ++i) {
+            continued = (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
+        }
+        if (continued && Holds(s, KxFuzz::DecodeUtf8(text.substr(0, cut), valid))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void CheckKxSprintf(FuzzedDataProvider& in, const Args& a) {
+    const Built b = Build(in, kCycle, 8, a, true);
+    CKxString s(L"old");
+    s.sprintf(b.format.c_str(), a.i[0], a.narrow[0].c_str(), a.d[0], a.wide[0].c_str(), a.ll[0],
+              a.l[0], a.wc[0], a.z[0], a.i[1], a.narrow[1].c_str(), a.d[1], a.wide[1].c_str(),
+              a.ll[1], a.l[1], a.wc[1], a.z[1]);
+    FUZZ_CHECK(SprintfResult(s, b.expected, 999),
+               "CKxString::sprintf = the pieces up to a NUL, cut to 999 bytes, read as UTF-8");
 }
 
 } // namespace

@@ -5,8 +5,9 @@
 // remember whether they are null strings): appends, stores past the end,
 // insertions, deletions by index and by pointer, self-append, copies and
 // self-assignment, IndexOf, and the round trip through a BSTR array
-// (KXStringListConv both ways). Indexes stay below 64: growing to an index
-// is linear in the index by contract.
+// (KXStringListConv both ways). Indexes stay below 64 (growing to an index
+// is linear in the index by contract), except for a few the list can never
+// grow to, which must be refused with the list unchanged.
 //
 // SplitString/MergeString (narrow and wide) are checked against a reference
 // split, and merging what was split gives the text back: with keepEmpty
@@ -153,7 +154,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Model model;
     for (int step = 0; step < 32 && in.remaining_bytes() > 0; ++step) {
         const int op = in.ConsumeIntegralInRange(0, 11);
-        const unsigned int index = in.ConsumeIntegralInRange<unsigned int>(0, 63);
+        // Small indexes, and now and then one the list can never grow to.
+        const unsigned int index =
+            in.ConsumeIntegralInRange(0, 15) == 0
+                ? in.PickValueInArray<unsigned int>({0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
+                : in.ConsumeIntegralInRange<unsigned int>(0, 63);
+        const bool reachable = index < 0x7FFFFFFFu;
         const Value value{in.ConsumeIntegralInRange(0, 7) == 0, KxFuzz::ConsumeWide(in, 24)};
         const Value v = value.null ? Value{true, std::wstring()} : value;
         switch (op) {
@@ -162,7 +168,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             model.push_back(v);
             break;
         case 1:
-            FUZZ_CHECK(list.SetDataByCopy(Make(v), index), "SetDataByCopy answers true");
+            FUZZ_CHECK(list.SetDataByCopy(Make(v), index) == reachable,
+                       "SetDataByCopy answers true, false for an index beyond INT_MAX - 1");
+            if (!reachable) {
+                break;
+            }
             if (model.size() <= index) {
                 model.resize(index + 1, Value{true, std::wstring()});
             }
@@ -265,6 +275,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
         case 10: {
             CKxString* element = new CKxString(Make(v));
+            if (!reachable) {
+                FUZZ_CHECK(!list.SetPointedData(element, index),
+                           "SetPointedData refuses an index beyond INT_MAX - 1");
+                delete element; // refused: still the caller's
+                break;
+            }
             FUZZ_CHECK(list.SetPointedData(element, index), "SetPointedData takes a new element");
             if (model.size() <= index) {
                 model.resize(index + 1, Value{true, std::wstring()});
