@@ -121,6 +121,23 @@ TEST(KxStringList, SetPointedDataTakesOwnership) {
     EXPECT_EQ(Items(list), (V{L"<null>", L"<null>", L"two"}));
 }
 
+// An index of -1 (UINT_MAX as unsigned) grew the list one element at a time
+// until memory ran out; the list cannot hold more than INT_MAX elements, so
+// such an index is refused at once and the list stays as it was.
+TEST(KxStringList, HugeIndexIsRefusedInsteadOfGrowingWithoutEnd) {
+    const unsigned int indexes[] = {0xFFFFFFFFu, 0x80000000u, 0x7FFFFFFFu};
+    for (unsigned int index : indexes) {
+        SCOPED_TRACE(testing::Message() << "index " << index);
+        CKxStringList list = Make({L"a", L"b"});
+        EXPECT_FALSE(list.SetDataByCopy(CKxString(L"x"), index));
+        EXPECT_EQ(Items(list), (V{L"a", L"b"}));
+        std::unique_ptr<CKxString> element(new CKxString(L"y"));
+        EXPECT_FALSE(list.SetPointedData(element.get(), index)); // the caller keeps it
+        EXPECT_EQ(Items(list), (V{L"a", L"b"}));
+        EXPECT_EQ(list.IndexOf(CKxString(L"y")), -1);
+    }
+}
+
 TEST(KxStringList, DeleteAtAndDeleteData) {
     CKxStringList list = Make({L"a", L"b", L"c", L"d"});
     EXPECT_TRUE(list.DeleteAt(3));

@@ -226,6 +226,22 @@ TEST(PathNames, PredicatesAndSplitters) {
     EXPECT_EQ(W(AddQuotes(L"")), L"\"\"");
 }
 
+// A backslash as the only separator, at the start, was handed back as the
+// directory instead of the root "/".
+TEST(PathNames, PathOfFilenameBelowBackslashRootIsRoot) {
+    const struct {
+        const wchar_t* path;
+        const wchar_t* directory;
+    } cases[] = {
+        {L"\\x", L"/"},      {L"\\", L"/"},     {L"/", L"/"},
+        {L"\\a\\b", L"\\a"}, {L"\\\\s", L"\\"}, {L"//s", L"/"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(c.path)));
+        EXPECT_EQ(W(GetPathOfFilename(c.path)), c.directory);
+    }
+}
+
 TEST(PathShortcuts, ExpandWithFakeDevice) {
     TempDir temp;
     ASSERT_FALSE(temp.path.empty());

@@ -56,12 +56,15 @@ public:
     // Append a copy; returns the new element's index (size - 1).
     unsigned int AppendDataByCopy(const CKxString& value);
     // Store a copy at `index`, first growing the list with null strings to
-    // index + 1 elements when needed. Returns true.
+    // index + 1 elements when needed. Returns true; false, with the list
+    // unchanged, when it cannot grow that far: an index of INT_MAX or more
+    // (a list holds at most INT_MAX elements, as IndexOf counts in int; an
+    // index of -1 arrives as UINT_MAX) or memory exhausted.
     bool SetDataByCopy(const CKxString& value, unsigned int index);
     // Store `element` at `index` (growing as above); the list owns it from
     // then on and deletes the element it replaces. Returns false, owning
-    // nothing, for a null pointer or an element that already sits at another
-    // index (it would be owned twice).
+    // nothing, for a null pointer, an element that already sits at another
+    // index (it would be owned twice) or an index the list cannot grow to.
     bool SetPointedData(CKxString* element, unsigned int index);
     // Copy the element at `index` into `value`; false (value unchanged)
     // when there is none.

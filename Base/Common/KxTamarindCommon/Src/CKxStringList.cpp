@@ -3,7 +3,10 @@
 #include "CKxStringList.h"
 
 #include <algorithm>
+#include <climits>
 #include <memory>
+#include <new>
+#include <stdexcept>
 
 #include "KxErrorReporting.h"
 #include "KxResultCodes.h"
@@ -15,6 +18,40 @@ namespace {
 // Sources named in the error reports of the list operations.
 const char* const kAccessorSource = "Base/Common/KxTamarindCommon/Inc/CArrayAccessor";
 const char* const kStringSource = "Base/Common/KxTamarindCommon/Src/CKxString";
+
+// IndexOf answers an int, so a list never holds more than INT_MAX elements.
+constexpr std::size_t kMaxElements = INT_MAX;
+
+// Grows `elements` with null strings until `index` is a valid index. False,
+// with `elements` as it was, when the list cannot hold that many: an index
+// beyond kMaxElements (UINT_MAX is what a -1 becomes) or memory exhausted.
+// Without this, a huge index grew the list one element at a time until the
+// process ran out of memory.
+bool GrowToHold(std::vector<CKxString*>& elements, unsigned int index) {
+    if (index < elements.size()) {
+        return true;
+    }
+    if (static_cast<std::size_t>(index) >= kMaxElements) {
+        return false;
+    }
+    const std::size_t oldSize = elements.size();
+    try {
+        elements.reserve(static_cast<std::size_t>(index) + 1);
+        while (elements.size() <= index) {
+            elements.push_back(new CKxString()); // reserved: push_back cannot throw
+        }
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) {
+    }
+    if (elements.size() > index) {
+        return true;
+    }
+    for (std::size_t i = oldSize; i < elements.size(); ++i) {
+        delete elements[i];
+    }
+    elements.resize(oldSize);
+    return false;
+}
 
 } // namespace
 
@@ -98,8 +135,8 @@ unsigned int CKxStringList::AppendDataByCopy(const CKxString& value) {
 bool CKxStringList::SetDataByCopy(const CKxString& value, unsigned int index) {
     // Copy first: `value` may be an element of this list.
     CKxString copy(value);
-    while (m_elements.size() <= index) {
-        CreateAndAppendData();
+    if (!GrowToHold(m_elements, index)) {
+        return false;
     }
     *m_elements[index] = std::move(copy);
     return true;
@@ -114,8 +151,8 @@ bool CKxStringList::SetPointedData(CKxString* element, unsigned int index) {
         // Already owned: fine at the same slot, a double owner anywhere else.
         return static_cast<unsigned int>(found - m_elements.begin()) == index;
     }
-    while (m_elements.size() <= index) {
-        CreateAndAppendData();
+    if (!GrowToHold(m_elements, index)) {
+        return false;
     }
     delete m_elements[index];
     m_elements[index] = element;

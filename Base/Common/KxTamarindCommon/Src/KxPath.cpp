@@ -529,7 +529,9 @@ CKxString GetPathOfFilename(const CKxString& path) {
     if (sep == std::wstring::npos) {
         return CKxString(std::wstring());
     }
-    return CKxString(sep == 0 ? text.substr(0, 1) : text.substr(0, sep));
+    // A name directly below the root: the root, "/" whichever separator the
+    // path used.
+    return CKxString(sep == 0 ? std::wstring(L"/") : text.substr(0, sep));
 }
 
 CKxString GetBaseName(const CKxString& path) {
