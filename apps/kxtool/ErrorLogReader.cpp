@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
+#include <utility>
 
 #include "LogTextRepair.h"
 #include "RawElementEscaper.h"
@@ -19,6 +21,8 @@ const char kRecordTag[] = "<Error";
 constexpr std::size_t kRootStartSize = sizeof(kRootStart) - 1;
 constexpr std::size_t kRecordTagSize = sizeof(kRecordTag) - 1;
 constexpr std::size_t kMaxFields = 256;
+// Bytes prepared and routed at a time: bounds the work buffers.
+constexpr std::size_t kSliceBytes = 1 << 16;
 
 // What may follow the element name in an opening tag.
 bool EndsName(char c) {
@@ -50,10 +54,11 @@ struct ErrorLogReader::State {
     Mode mode = Mode::Parsing;
     bool started = false;       // the first parser has been set up
     unsigned long lineBase = 1; // file line of the parser's line 1
-    // Offset in the repaired stream where the parser's content starts (after
-    // its own root tag).
+    // Offset in the prepared stream (the bytes after LogTextRepair and
+    // RawElementEscaper) where the parser's content starts, after its own
+    // root tag.
     unsigned long long parserStart = 0;
-    // Position of the next byte to route: offset in the repaired stream and
+    // Position of the next byte to route: offset in the prepared stream and
     // line of the file.
     unsigned long long offset = 0;
     unsigned long line = 1;
@@ -79,6 +84,10 @@ struct ErrorLogReader::State {
     unsigned long records = 0;
     unsigned long problems = 0;
     unsigned long lastProblemLine = 0;
+    // An exception thrown inside a handler (a record handler's, or out of
+    // memory) must not unwind through expat: it stops the parser and is
+    // thrown again once XML_Parse has returned.
+    std::exception_ptr failure;
 
     State(RecordHandler records, ProblemHandler problems)
         : onRecord(std::move(records)), onProblem(std::move(problems)) {}
@@ -136,6 +145,7 @@ struct ErrorLogReader::State {
                     Advance(p, n);
                     return;
                 }
+                ThrowPendingFailure();
                 if (nestedRecord) {
                     RecordCutOff();
                 } else {
@@ -150,6 +160,13 @@ struct ErrorLogReader::State {
             }
             p += used;
             n -= used;
+        }
+    }
+
+    void ThrowPendingFailure() {
+        if (failure) {
+            mode = Mode::Stopped;
+            std::rethrow_exception(std::exchange(failure, nullptr));
         }
     }
 
@@ -256,6 +273,7 @@ struct ErrorLogReader::State {
             return;
         }
         if (XML_Parse(parser, kRootEnd, sizeof(kRootEnd) - 1, XML_TRUE) != XML_STATUS_OK) {
+            ThrowPendingFailure();
             Problem(ParserLine(), std::string("the file ends early (") +
                                       XML_ErrorString(XML_GetErrorCode(parser)) + ")");
         }
@@ -263,85 +281,97 @@ struct ErrorLogReader::State {
 
     // --- expat handlers ---
 
-    static void XMLCALL OnStart(void* data, const XML_Char* name, const XML_Char** attributes) {
+    template <typename Handler>
+    static void Guarded(void* data, Handler handler) {
         auto* self = static_cast<State*>(data);
-        if (self->nestedRecord) {
+        if (self->nestedRecord || self->failure) {
             return; // stopping: nothing more of this parser counts
         }
-        ++self->depth;
-        if (self->recordDepth == 0) {
+        try {
+            handler(self);
+        } catch (...) {
+            self->failure = std::current_exception();
+            XML_StopParser(self->parser, XML_FALSE);
+        }
+    }
+
+    static void XMLCALL OnStart(void* data, const XML_Char* name, const XML_Char** attributes) {
+        Guarded(data, [&](State* self) { self->Start(name, attributes); });
+    }
+    static void XMLCALL OnEnd(void* data, const XML_Char* /*name*/) {
+        Guarded(data, [](State* self) { self->End(); });
+    }
+    static void XMLCALL OnText(void* data, const XML_Char* text, int length) {
+        Guarded(data, [&](State* self) { self->Text(text, length); });
+    }
+
+    void Start(const XML_Char* name, const XML_Char** attributes) {
+        ++depth;
+        if (recordDepth == 0) {
             if (std::strcmp(name, "Error") != 0) {
                 return; // an element of the file's own around the records
             }
-            self->recordDepth = self->depth;
-            self->record = ErrorRecord();
-            self->record.line = self->ParserLine();
+            recordDepth = depth;
+            record = ErrorRecord();
+            record.line = ParserLine();
             for (const XML_Char** a = attributes; a[0] != nullptr; a += 2) {
-                self->record.attributes.emplace_back(a[0], a[1]);
-                RestoreControls(self->record.attributes.back().second);
+                record.attributes.emplace_back(a[0], a[1]);
+                RestoreControls(record.attributes.back().second);
             }
-            self->textOutsideReported = false;
+            textOutsideReported = false;
             return;
         }
         if (std::strcmp(name, "Error") == 0) {
             // A record cut off mid-write, followed by the next run's records:
             // the XML stays well-formed, with the records nested.
-            self->nestedRecord = true;
-            self->nestedRecordIndex = XML_GetCurrentByteIndex(self->parser);
-            self->nestedRecordLine = self->ParserLine();
-            XML_StopParser(self->parser, XML_FALSE);
+            nestedRecord = true;
+            nestedRecordIndex = XML_GetCurrentByteIndex(parser);
+            nestedRecordLine = ParserLine();
+            XML_StopParser(parser, XML_FALSE);
             return;
         }
-        if (self->depth == self->recordDepth + 1) {
-            self->field = nullptr;
-            if (self->record.fields.size() < kMaxFields) {
-                self->record.fields.emplace_back(name, std::string());
-                self->field = &self->record.fields.back().second;
-                self->fieldCut = false;
+        if (depth == recordDepth + 1) {
+            field = nullptr;
+            if (record.fields.size() < kMaxFields) {
+                record.fields.emplace_back(name, std::string());
+                field = &record.fields.back().second;
+                fieldCut = false;
             }
         }
     }
 
-    static void XMLCALL OnEnd(void* data, const XML_Char* /*name*/) {
-        auto* self = static_cast<State*>(data);
-        if (self->nestedRecord) {
-            return; // stopping: nothing more of this parser counts
-        }
-        if (self->recordDepth != 0) {
-            if (self->depth == self->recordDepth + 1 && self->field != nullptr) {
-                RestoreControls(*self->field);
-                if (self->fieldCut) {
-                    *self->field += " [cut at " + std::to_string(kMaxFieldBytes) + " bytes]";
+    void End() {
+        if (recordDepth != 0) {
+            if (depth == recordDepth + 1 && field != nullptr) {
+                RestoreControls(*field);
+                if (fieldCut) {
+                    *field += " [cut at " + std::to_string(kMaxFieldBytes) + " bytes]";
                 }
-                self->field = nullptr;
-            } else if (self->depth == self->recordDepth) {
-                self->recordDepth = 0;
-                ++self->records;
-                self->onRecord(self->record);
-                self->record = ErrorRecord();
+                field = nullptr;
+            } else if (depth == recordDepth) {
+                recordDepth = 0;
+                ++records;
+                onRecord(record);
+                record = ErrorRecord();
             }
         }
-        --self->depth;
+        --depth;
     }
 
-    static void XMLCALL OnText(void* data, const XML_Char* text, int length) {
-        auto* self = static_cast<State*>(data);
-        if (self->nestedRecord) {
-            return; // stopping: nothing more of this parser counts
-        }
-        if (self->recordDepth != 0) {
-            if (self->field == nullptr || self->depth <= self->recordDepth) {
+    void Text(const XML_Char* text, int length) {
+        if (recordDepth != 0) {
+            if (field == nullptr || depth <= recordDepth) {
                 return; // layout blanks between the fields
             }
-            const std::size_t room = kMaxFieldBytes - std::min(kMaxFieldBytes, self->field->size());
+            const std::size_t room = kMaxFieldBytes - std::min(kMaxFieldBytes, field->size());
             const auto size = static_cast<std::size_t>(length);
-            self->field->append(text, std::min(room, size));
-            self->fieldCut = self->fieldCut || size > room;
+            field->append(text, std::min(room, size));
+            fieldCut = fieldCut || size > room;
             return;
         }
-        if (!self->textOutsideReported && !IsBlank(text, length)) {
-            self->textOutsideReported = true;
-            self->Problem(self->ParserLine(), "text outside any record");
+        if (!textOutsideReported && !IsBlank(text, length)) {
+            textOutsideReported = true;
+            Problem(ParserLine(), "text outside any record");
         }
     }
 };
@@ -359,14 +389,14 @@ void ErrorLogReader::Feed(const char* data, std::size_t size) {
             return;
         }
     }
-    if (s.mode == State::Mode::Stopped) {
-        return;
+    for (std::size_t at = 0; at < size && s.mode != State::Mode::Stopped; at += kSliceBytes) {
+        const std::size_t slice = std::min(kSliceBytes, size - at);
+        s.repaired.clear();
+        s.repair.Repair(data + at, slice, s.repaired);
+        s.escaped.clear();
+        s.escaper.Process(s.repaired.data(), s.repaired.size(), s.escaped);
+        s.Route(s.escaped.data(), s.escaped.size());
     }
-    s.repaired.clear();
-    s.repair.Repair(data, size, s.repaired);
-    s.escaped.clear();
-    s.escaper.Process(s.repaired.data(), s.repaired.size(), s.escaped);
-    s.Route(s.escaped.data(), s.escaped.size());
 }
 
 void ErrorLogReader::Finish() {

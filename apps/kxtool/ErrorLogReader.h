@@ -20,7 +20,8 @@
 // delivered.
 //
 // One reader per file; not safe to share between threads. The handlers are
-// called from Feed and Finish.
+// called from Feed and Finish; an exception a handler throws leaves Feed or
+// Finish after the parser has been stopped, and the reader reads no more.
 #pragma once
 
 #include <cstddef>

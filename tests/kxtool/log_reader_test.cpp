@@ -3,6 +3,7 @@
 // killed mid-write leaves them.
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -190,6 +191,22 @@ TEST(ErrorLogReader, AHugeFieldIsCutWithAMark) {
     EXPECT_EQ(message.size(), ErrorLogReader::kMaxFieldBytes + mark.size());
     EXPECT_EQ(message.substr(ErrorLogReader::kMaxFieldBytes), mark);
     EXPECT_EQ(read.records[1].Field("Description"), VariedRecord(1).message);
+}
+
+TEST(ErrorLogReader, AThrowingHandlerStopsTheReaderCleanly) {
+    int delivered = 0;
+    ErrorLogReader reader(
+        [&](const ErrorRecord&) {
+            if (++delivered == 2) {
+                throw std::runtime_error("output failed");
+            }
+        },
+        [](unsigned long, const std::string&) {});
+    const std::string log = Log(4);
+    EXPECT_THROW(reader.Feed(log.data(), log.size()), std::runtime_error);
+    reader.Feed(log.data(), log.size());
+    reader.Finish();
+    EXPECT_EQ(delivered, 2);
 }
 
 } // namespace
