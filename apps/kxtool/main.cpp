@@ -120,12 +120,16 @@ void Complain(const char* command, const std::string& message) {
 
 int main(int argc, char** argv) {
     using namespace KxTool;
-    // Line by line, so that results and messages interleave in input order.
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     if (argc < 2) {
         return UsageError(nullptr, "no command");
     }
     const std::string command = argv[1];
+    // Line by line, so that results and messages interleave in input order.
+    // The log command keeps the default buffering for its large outputs and
+    // flushes before each message itself.
+    if (command != "log") {
+        std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    }
     if (command == "--help" || command == "-h") {
         std::fputs(UsageText(nullptr).c_str(), stdout);
         std::fputs(kHelpDetails, stdout);
