@@ -3,6 +3,7 @@
 #include <KxTamarindCommon.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 

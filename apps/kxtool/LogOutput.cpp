@@ -2,6 +2,7 @@
 #include "LogOutput.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <set>
 #include <vector>
 
