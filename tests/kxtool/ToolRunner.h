@@ -84,6 +84,30 @@ private:
     std::string m_path;
 };
 
+// Whether `text` has the shape of `pattern`, where "#" stands for one
+// decimal digit and "*" for any run of characters (std::regex draws false
+// warnings from the sanitizer builds).
+inline bool Matches(const char* text, const char* pattern) {
+    if (*pattern == '\0') {
+        return *text == '\0';
+    }
+    if (*pattern == '*') {
+        for (const char* t = text;; ++t) {
+            if (Matches(t, pattern + 1)) {
+                return true;
+            }
+            if (*t == '\0') {
+                return false;
+            }
+        }
+    }
+    if (*text == '\0') {
+        return false;
+    }
+    const bool same = *pattern == '#' ? (*text >= '0' && *text <= '9') : *text == *pattern;
+    return same && Matches(text + 1, pattern + 1);
+}
+
 inline std::size_t CountLines(const std::string& text) {
     std::size_t lines = 0;
     for (char c : text) {

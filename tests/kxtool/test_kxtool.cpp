@@ -2,7 +2,6 @@
 // iid, path, --help and --version.
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -260,9 +259,7 @@ TEST(KxToolUsage, HelpListsEveryCommandShortcutAndExitStatus) {
 TEST(KxToolUsage, VersionNamesToolAndLibrary) {
     const ToolResult version = RunTool("--version");
     EXPECT_EQ(version.status, 0);
-    EXPECT_TRUE(
-        std::regex_match(version.out, std::regex("kxtool [0-9]+\\.[0-9]+\\.[0-9]+ \\(library "
-                                                 "[0-9]+\\.[0-9]+\\.[0-9]+\\)\n")))
+    EXPECT_TRUE(KxToolTest::Matches(version.out.c_str(), "kxtool #*.#*.#* (library #*.#*.#*)\n"))
         << version.out;
 }
 
