@@ -7,8 +7,12 @@ namespace KxTool {
 
 namespace {
 
-const char* const kRawElements[] = {"CoClassName", "PropertyPath", "FileTime",
-                                    "MethodName",  "Thread",       "ErrorCode"};
+struct RawElement {
+    const char* name;
+    std::size_t length;
+};
+constexpr RawElement kRawElements[] = {{"CoClassName", 11}, {"PropertyPath", 12}, {"FileTime", 8},
+                                       {"MethodName", 10},  {"Thread", 6},        {"ErrorCode", 9}};
 constexpr std::size_t kMaxIndent = 256;
 
 enum class Match { None, Partial, Full };
@@ -17,12 +21,11 @@ enum class Match { None, Partial, Full };
 // the opening tag of a raw element; sets `name` on a full match.
 Match MatchOpeningTag(const char* text, std::size_t size, const char*& name) {
     Match best = Match::None;
-    for (const char* element : kRawElements) {
-        const std::size_t length = std::strlen(element);
-        const std::size_t tagSize = length + 2;
+    for (const RawElement& element : kRawElements) {
+        const std::size_t tagSize = element.length + 2;
         std::size_t i = 0;
         for (; i < size && i < tagSize; ++i) {
-            const char expected = i == 0 ? '<' : i == tagSize - 1 ? '>' : element[i - 1];
+            const char expected = i == 0 ? '<' : i == tagSize - 1 ? '>' : element.name[i - 1];
             if (text[i] != expected) {
                 break;
             }
@@ -31,7 +34,7 @@ Match MatchOpeningTag(const char* text, std::size_t size, const char*& name) {
             continue; // a byte differs
         }
         if (size >= tagSize) {
-            name = element;
+            name = element.name;
             return Match::Full;
         }
         best = Match::Partial;
@@ -87,6 +90,7 @@ void RawElementEscaper::Release(std::string& out, bool escape) {
     out += escape ? EscapeLine(m_line, m_name) : m_line;
     m_line.clear();
     m_name = nullptr;
+    m_indent = 0;
 }
 
 void RawElementEscaper::Process(const char* data, std::size_t size, std::string& out) {
@@ -124,19 +128,15 @@ void RawElementEscaper::Process(const char* data, std::size_t size, std::string&
             continue;
         }
         m_line += c;
-        std::size_t indent = 0;
-        while (indent < m_line.size() && IsIndent(m_line[indent])) {
-            ++indent;
-        }
-        if (indent == m_line.size()) {
-            if (indent > kMaxIndent) {
+        if (m_indent + 1 == m_line.size() && IsIndent(c)) {
+            if (++m_indent > kMaxIndent) {
                 Release(out, false);
                 m_state = State::Passing;
             }
             continue;
         }
         const char* name = nullptr;
-        switch (MatchOpeningTag(m_line.data() + indent, m_line.size() - indent, name)) {
+        switch (MatchOpeningTag(m_line.data() + m_indent, m_line.size() - m_indent, name)) {
         case Match::None:
             Release(out, false);
             m_state = State::Passing;

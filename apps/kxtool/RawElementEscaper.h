@@ -37,6 +37,7 @@ private:
     State m_state = State::LineStart;
     std::string m_line;           // held bytes of the current line
     const char* m_name = nullptr; // the raw element the held line opens
+    std::size_t m_indent = 0;     // blanks at the start of the held line
 };
 
 } // namespace KxTool

@@ -94,6 +94,17 @@ std::string JsonString(const std::string& text) {
     std::string out = "\"";
     out.reserve(text.size() + 2);
     for (std::size_t i = 0; i < text.size();) {
+        // Runs of printable ASCII other than quote and backslash go at once.
+        std::size_t end = i;
+        while (end < text.size() && text[end] >= 0x20 && text[end] < 0x7F && text[end] != '"' &&
+               text[end] != '\\') {
+            ++end;
+        }
+        if (end > i) {
+            out.append(text, i, end - i);
+            i = end;
+            continue;
+        }
         std::uint32_t cp = 0;
         std::size_t length = DecodeAt(text, i, cp);
         if (length == 0) {
