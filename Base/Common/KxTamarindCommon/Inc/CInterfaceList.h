@@ -55,10 +55,13 @@ public:
     // holding the lock; true if one was removed.
     bool Remove(const GUID* iid);
     // Locks. Assigns the record n steps from the first (backward for
-    // negative n; the ring passes through the end position) to *out; the end
-    // position gives the empty state. True if a record was assigned.
+    // negative n; the ring of count + 1 positions passes through the end
+    // position) to *out; the end position gives the empty state. True if a
+    // record was assigned. Any n is exact and costs at most half a lap.
     bool GetPointedData(long n, CInterfaceIdentificationData* out);
-    // No lock. True if *index + n (signed) is less than the count.
+    // No lock. True if *index + n is less than the count, compared exactly:
+    // negative sums count as inside (also below LONG_MIN), sums above
+    // LONG_MAX never do. False for a null index.
     bool Skip(long n, long* index) const;
 
     void AddEnumeration(CObjectState* state);
