@@ -14,30 +14,24 @@ constexpr DWORD kResultsEmptyWait = 1000;
 
 // How a sender finds its result.
 //
-// The message-processed event is manual-reset. FinishMessage stores a result
-// under the results lock and sets the event after releasing it; the event is
-// reset only under that lock and only when the map is empty (by the sender
-// that takes the last result, or by a sender woken by a late signal that
-// finds the map empty). A stored result keeps the map non-empty until its
-// sender takes it, so from the signal that follows the store until then the
-// event stays signalled: a sender whose result is stored cannot miss it, its
-// wait returns at once, and the lowest index (processed) wins over the
-// closed event. A sender whose result is not there yet wakes, finds nothing
-// and waits again.
+// A sender registers its wait record (SenderWait: its own automatic-reset
+// event and a result slot) under its id while it holds the queue lock, that
+// is before its message can be taken: no result for it can arrive
+// unannounced. FinishMessage stores a result only into a registered record,
+// only the first one, and sets that sender's event, all under the results
+// lock; the sender unregisters under the same lock before its record and
+// event go away. The sender waits on its own event and the closed event: its
+// event is set exactly once, when its result is there, so it never wakes for
+// another sender's result and never polls. Storing allocates nothing.
 //
 // Once the queue is closed no result is stored any more (FinishMessage checks
 // the closed state under the results lock; Close sets it under that lock
-// after answering every queued message with E_ABORT). The processed event may
-// stay signalled after Close (it is reset only by an emptying removal), so a
-// sender that finds nothing checks the closed state under the results lock:
-// if it is set, its result can never arrive and it returns E_ABORT instead of
-// polling for ever.
+// after answering every queued message with E_ABORT).
 
 CMessageQueue::CMessageQueue()
     : m_pQueue(nullptr), m_ullLastId(0),
       m_MessageAvailable(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual),
-      m_pProcessedMessages(nullptr),
-      m_MessageProcessed(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual),
+      m_pProcessedMessages(nullptr), m_StoredResults(0),
       m_ResultsEmpty(CKxEvent::InitialState_Signaled, CKxEvent::ResetMode_Manual),
       m_Closed(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual), m_bClosed(false) {
     m_pQueue = new (std::nothrow) std::deque<tQueueEntry>();
@@ -45,7 +39,7 @@ CMessageQueue::CMessageQueue()
         ThrowError("m_pQueue != NULL", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr,
                    nullptr, "Out of memory!", E_POINTER);
     }
-    m_pProcessedMessages = new (std::nothrow) std::map<unsigned long long, int>();
+    m_pProcessedMessages = new (std::nothrow) std::map<unsigned long long, SenderWait*>();
     if (m_pProcessedMessages == nullptr) {
         delete m_pQueue;
         m_pQueue = nullptr;
@@ -66,75 +60,84 @@ CMessageQueue::~CMessageQueue() {
     delete m_pProcessedMessages;
 }
 
-void CMessageQueue::EraseResultLocked(unsigned long long id) {
+void CMessageQueue::EndWaitLocked(unsigned long long id) {
     auto it = m_pProcessedMessages->find(id);
     if (it == m_pProcessedMessages->end()) {
         return;
     }
+    const bool hadResult = it->second->m_bHasResult;
     m_pProcessedMessages->erase(it);
-    if (m_pProcessedMessages->empty()) {
+    if (hadResult && --m_StoredResults == 0) {
         m_ResultsEmpty.Set();
     }
 }
 
+void CMessageQueue::StoreResultLocked(SenderWait& wait, int result) {
+    if (wait.m_bHasResult) {
+        return; // the first result wins; its signal was given already
+    }
+    wait.m_bHasResult = true;
+    wait.m_iResult = result;
+    ++m_StoredResults;
+    SetEvent(wait.m_hResultReady);
+}
+
 HRESULT CMessageQueue::SendMessage(unsigned long message, int param1, int param2) {
+    // The sender's own event, made before any lock is taken.
+    SenderWait wait{CreateEventW(nullptr, FALSE, FALSE, nullptr), false, 0};
+    if (wait.m_hResultReady == nullptr) {
+        return E_OUTOFMEMORY;
+    }
     unsigned long long id = 0;
     {
-        CCritSectionLocker locker(m_QueueLock);
+        // The message and the wait record enter together under the queue
+        // lock, which the consumer needs to take the message.
+        CCritSectionLocker queueLocker(m_QueueLock);
         if (IsClosed()) {
+            CloseHandle(wait.m_hResultReady);
             return E_ABORT;
         }
         id = ++m_ullLastId;
-        m_pQueue->push_back(tQueueEntry{id, message, param1, param2});
+        try {
+            m_pQueue->push_back(tQueueEntry{id, message, param1, param2});
+            try {
+                CCritSectionLocker resultsLocker(m_ResultsLock);
+                m_pProcessedMessages->emplace(id, &wait);
+            } catch (const std::bad_alloc&) {
+                m_pQueue->pop_back();
+                throw;
+            }
+        } catch (const std::bad_alloc&) {
+            CloseHandle(wait.m_hResultReady);
+            return E_OUTOFMEMORY;
+        }
     }
     // Set after the lock is released, so that the woken consumer does not
     // run straight into the held lock. A late signal for an entry that was
     // already taken only wakes the consumer once more (it checks the queue).
     m_MessageAvailable.Set();
 
-    const HANDLE handles[2] = {m_MessageProcessed.Handle(), m_Closed.Handle()};
-    for (;;) {
-        DWORD wait = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
-        if (wait == WAIT_OBJECT_0) {
-            CCritSectionLocker locker(m_ResultsLock);
-            auto it = m_pProcessedMessages->find(id);
-            if (it != m_pProcessedMessages->end()) {
-                HRESULT result = it->second;
-                m_pProcessedMessages->erase(it);
-                if (m_pProcessedMessages->empty()) {
-                    m_MessageProcessed.Reset();
-                    m_ResultsEmpty.Set();
-                }
-                return result;
-            }
-            if (IsClosed()) {
-                return E_ABORT; // closed: this result can no longer arrive
-            }
-            if (m_pProcessedMessages->empty()) {
-                // A late signal of a result that was collected already.
-                m_MessageProcessed.Reset();
-            }
-            // Another sender's result: wait again. The event stays signalled
-            // until that sender collects, so give it the processor first
-            // instead of spinning on it.
-            locker.Unlock();
-            Sleep(0);
-            continue;
+    // No loop: the own event is set only once this sender's result is
+    // stored, and the closed event stays set.
+    const HANDLE handles[2] = {wait.m_hResultReady, m_Closed.Handle()};
+    const DWORD waited = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
+    HRESULT result = E_ABORT;
+    {
+        CCritSectionLocker locker(m_ResultsLock);
+        // Also when woken by the close: a result stored before it wins (none
+        // is stored after it; Close stores E_ABORT for queued messages).
+        if ((waited == WAIT_OBJECT_0 || waited == WAIT_OBJECT_0 + 1) && wait.m_bHasResult) {
+            result = wait.m_iResult;
         }
-        if (wait == WAIT_OBJECT_0 + 1) {
-            CCritSectionLocker locker(m_ResultsLock);
-            EraseResultLocked(id);
-            return E_ABORT;
-        }
-        {
-            CCritSectionLocker locker(m_ResultsLock);
-            EraseResultLocked(id);
-        }
+        EndWaitLocked(id);
+    }
+    CloseHandle(wait.m_hResultReady);
+    if (waited != WAIT_OBJECT_0 && waited != WAIT_OBJECT_0 + 1) {
         RepairError("false", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr, nullptr,
                     "Invalid result waiting for message being processed. Wait aborted!",
                     E_KX_HRESULT_ASSERT_FAILED, nullptr);
-        return E_ABORT;
     }
+    return result;
 }
 
 bool CMessageQueue::WaitAndGetMessage(unsigned long long& id, unsigned long& message, int& param1,
@@ -179,20 +182,24 @@ void CMessageQueue::FinishMessage(unsigned long long id, int result) {
     if (IsClosed()) {
         return;
     }
-    m_pProcessedMessages->emplace(id, result); // an earlier result is kept
-    locker.Unlock();
-    // Set after the lock is released (see above). Between the store and this
-    // signal nobody resets the event: a reset needs an empty map, and this
-    // result stays in the map until its sender has seen it.
-    m_MessageProcessed.Set();
+    auto waiting = m_pProcessedMessages->find(id);
+    if (waiting == m_pProcessedMessages->end()) {
+        return; // nobody can collect it: never handed out, or already collected
+    }
+    StoreResultLocked(*waiting->second, result);
 }
 
 void CMessageQueue::Close() {
     {
         CCritSectionLocker queueLocker(m_QueueLock);
         CCritSectionLocker resultsLocker(m_ResultsLock);
+        // Every queued message has a waiting sender; it wakes (on its own
+        // event or the closed one) and collects the E_ABORT stored here.
         while (!m_pQueue->empty()) {
-            m_pProcessedMessages->emplace(m_pQueue->front().m_ullId, static_cast<int>(E_ABORT));
+            auto waiting = m_pProcessedMessages->find(m_pQueue->front().m_ullId);
+            if (waiting != m_pProcessedMessages->end()) {
+                StoreResultLocked(*waiting->second, static_cast<int>(E_ABORT));
+            }
             m_pQueue->pop_front();
         }
         m_bClosed.store(true, std::memory_order_relaxed);
@@ -203,7 +210,7 @@ void CMessageQueue::Close() {
 
 size_t CMessageQueue::StoredResultCount() const {
     CCritSectionLocker locker(m_ResultsLock);
-    return m_pProcessedMessages->size();
+    return m_StoredResults;
 }
 
 } // namespace KxTamarind
