@@ -11,6 +11,9 @@
 // duration; GetCount (a relaxed atomic), FindIndex and Skip do not lock.
 // Changes clear the flags of all live enumerators: Add after releasing the
 // list's lock, Remove while holding it (lock order: list, then flag set).
+// The list's lock comes first in the process's lock order (see
+// CCritSection.h): a removed record is released under it, and its final
+// Release may raise errors.
 // The list must outlive its enumerators; it does not notify them when it is
 // destroyed.
 #pragma once

@@ -15,7 +15,10 @@
 // only while the lock is held, or while the caller knows no record is
 // removed). Changes clear the flags of all live enumerators: an insertion
 // after releasing the list's lock, a removal while still holding it (lock
-// order: list, then flag set).
+// order: list, then flag set). The list's lock comes first in the process's
+// lock order (see CCritSection.h): a removed record is destroyed under it,
+// and its final Release may raise errors, which take the error-reporting
+// lock and the pool's lock after it.
 //
 // Positions are iterators; end() is the not-found and past-the-end position.
 // Stepping treats the list as a ring through its end position: one step
