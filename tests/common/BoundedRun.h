@@ -2,8 +2,8 @@
 // bounded time for it, so that a hang fails the test instead of stalling
 // the test run.
 //
-// On a timeout the body's thread is left running (detached): whatever it
-// uses must outlive the test. Keep such objects on the heap, delete them
+// A body that finishes is joined. On a timeout its thread is left running
+// (detached): whatever it uses must outlive the test. Keep such objects on the heap, delete them
 // when the body finished and leak them when it did not.
 #pragma once
 
@@ -18,11 +18,16 @@ template <class Body>
 bool FinishesWithin(std::chrono::seconds limit, Body body) {
     auto done = std::make_shared<std::promise<void>>();
     std::future<void> finished = done->get_future();
-    std::thread([done, body]() mutable {
+    std::thread runner([done, body]() mutable {
         body();
         done->set_value();
-    }).detach();
-    return finished.wait_for(limit) == std::future_status::ready;
+    });
+    if (finished.wait_for(limit) == std::future_status::ready) {
+        runner.join(); // its thread-local state ends before the test goes on
+        return true;
+    }
+    runner.detach();
+    return false;
 }
 
 } // namespace KxTest
