@@ -7,17 +7,18 @@
 // first is 1), unique for the life of the queue, by which results are
 // matched to their senders.
 //
-// Results: each blocked sender has a wait record (its own event) registered
-// under its id from the moment its message is queued until it returns. A
-// result is stored only for a registered sender, and only the first result
-// for an id counts; storing it wakes that sender and no other. A result for
-// an id nobody waits for (never handed out, or already collected) is
-// dropped: it can never be collected and must not pile up. A waiting sender
-// sleeps, whatever results for others are stored.
+// Results: each blocked sender has a wait record (a result slot and an event
+// of its own, taken from the queue's free events) registered under its id
+// from the moment its message is queued until it returns. A result is stored
+// only for a registered sender, and only the first result for an id counts;
+// storing it wakes that sender and no other. A result for an id nobody waits
+// for (never handed out, or already collected) is dropped: it can never be
+// collected and must not pile up. A waiting sender sleeps, whatever results
+// for others are stored.
 //
-// Close() ends the queue for good: queued messages are answered with
-// E_ABORT, blocked senders return (their result if it was already stored,
-// else E_ABORT), later sends return E_ABORT at once, later results are
+// Close() ends the queue for good: every blocked sender whose result is not
+// stored yet (queued messages and messages being processed) is answered
+// with E_ABORT, later sends return E_ABORT at once, later results are
 // dropped and WaitAndGetMessage returns false. The destructor closes the
 // queue if needed; no sender may still be inside SendMessage then.
 //
@@ -32,6 +33,7 @@
 #include <atomic>
 #include <deque>
 #include <map>
+#include <vector>
 
 #include "CCritSection.h"
 #include "CKxEvent.h"
@@ -85,11 +87,17 @@ private:
     // Unregisters sender `id` (results lock held); if it held the last
     // stored result, the results-empty event is set.
     void EndWaitLocked(unsigned long long id);
-    // Stores `result` for a waiting sender unless it has one; wakes it.
-    void StoreResultLocked(SenderWait& wait, int result);
+    // Stores `result` for a waiting sender unless it has one. Returns the
+    // event to set to wake it (null when the earlier result stays).
+    HANDLE StoreResultLocked(SenderWait& wait, int result);
+    // A free, unsignalled automatic-reset event (made when none is free;
+    // null when that fails), and its way back (closed when it cannot be
+    // kept). Results lock held.
+    HANDLE TakeEventLocked();
+    void RecycleEventLocked(HANDLE event);
     // The closed state, read under the queue or the results lock: Close()
     // sets it with both held, just before it sets the closed event (which
-    // only the waits use).
+    // the consumer's wait uses).
     bool IsClosed() const { return m_bClosed.load(std::memory_order_relaxed); }
 
     std::deque<tQueueEntry>* m_pQueue;
@@ -99,7 +107,8 @@ private:
     // The waiting senders by message id, each with its result slot; guarded
     // by the results lock.
     std::map<unsigned long long, SenderWait*>* m_pProcessedMessages;
-    size_t m_StoredResults; // senders whose result is stored; results lock
+    size_t m_StoredResults;           // senders whose result is stored; results lock
+    std::vector<HANDLE> m_FreeEvents; // senders' events not in use; results lock
     CCritSection m_ResultsLock;
     CKxEvent m_ResultsEmpty;
     CKxEvent m_Closed;

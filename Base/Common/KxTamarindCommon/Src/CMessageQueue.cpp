@@ -14,19 +14,24 @@ constexpr DWORD kResultsEmptyWait = 1000;
 
 // How a sender finds its result.
 //
-// A sender registers its wait record (SenderWait: its own automatic-reset
-// event and a result slot) under its id while it holds the queue lock, that
-// is before its message can be taken: no result for it can arrive
+// A sender registers its wait record (SenderWait: a result slot and an
+// automatic-reset event of its own) under its id while it holds the queue
+// lock, that is before its message can be taken: no result for it can arrive
 // unannounced. FinishMessage stores a result only into a registered record,
-// only the first one, and sets that sender's event, all under the results
-// lock; the sender unregisters under the same lock before its record and
-// event go away. The sender waits on its own event and the closed event: its
-// event is set exactly once, when its result is there, so it never wakes for
-// another sender's result and never polls. Storing allocates nothing.
+// only the first one, under the results lock, and then sets that sender's
+// event (the one signal the sender waits for, so the record and the event
+// live until it is given); Close stores E_ABORT for every sender still
+// without a result and sets their events. The sender unregisters under the
+// results lock before its record goes away. So each sender waits on its own event alone: it is set
+// exactly once, when the sender's result is there; the sender never wakes for another sender's
+// result, never polls and never contends for a shared event. Storing allocates nothing.
+//
+// The events are recycled: a sender whose wait consumed its signal hands
+// its event back to the free list, unsignalled, under the results lock.
 //
 // Once the queue is closed no result is stored any more (FinishMessage checks
 // the closed state under the results lock; Close sets it under that lock
-// after answering every queued message with E_ABORT).
+// after answering every waiting sender).
 
 CMessageQueue::CMessageQueue()
     : m_pQueue(nullptr), m_ullLastId(0),
@@ -58,6 +63,26 @@ CMessageQueue::~CMessageQueue() {
     });
     delete m_pQueue;
     delete m_pProcessedMessages;
+    for (HANDLE event : m_FreeEvents) {
+        CloseHandle(event);
+    }
+}
+
+HANDLE CMessageQueue::TakeEventLocked() {
+    if (m_FreeEvents.empty()) {
+        return CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    }
+    HANDLE event = m_FreeEvents.back();
+    m_FreeEvents.pop_back();
+    return event;
+}
+
+void CMessageQueue::RecycleEventLocked(HANDLE event) {
+    try {
+        m_FreeEvents.push_back(event);
+    } catch (const std::bad_alloc&) {
+        CloseHandle(event);
+    }
 }
 
 void CMessageQueue::EndWaitLocked(unsigned long long id) {
@@ -72,67 +97,68 @@ void CMessageQueue::EndWaitLocked(unsigned long long id) {
     }
 }
 
-void CMessageQueue::StoreResultLocked(SenderWait& wait, int result) {
+HANDLE CMessageQueue::StoreResultLocked(SenderWait& wait, int result) {
     if (wait.m_bHasResult) {
-        return; // the first result wins; its signal was given already
+        return nullptr; // the first result wins; its signal was given already
     }
     wait.m_bHasResult = true;
     wait.m_iResult = result;
     ++m_StoredResults;
-    SetEvent(wait.m_hResultReady);
+    return wait.m_hResultReady;
 }
 
 HRESULT CMessageQueue::SendMessage(unsigned long message, int param1, int param2) {
-    // The sender's own event, made before any lock is taken.
-    SenderWait wait{CreateEventW(nullptr, FALSE, FALSE, nullptr), false, 0};
-    if (wait.m_hResultReady == nullptr) {
-        return E_OUTOFMEMORY;
-    }
+    SenderWait wait{nullptr, false, 0};
     unsigned long long id = 0;
     {
         // The message and the wait record enter together under the queue
         // lock, which the consumer needs to take the message.
         CCritSectionLocker queueLocker(m_QueueLock);
         if (IsClosed()) {
-            CloseHandle(wait.m_hResultReady);
             return E_ABORT;
         }
-        id = ++m_ullLastId;
+        CCritSectionLocker resultsLocker(m_ResultsLock);
+        wait.m_hResultReady = TakeEventLocked();
+        if (wait.m_hResultReady == nullptr) {
+            return E_OUTOFMEMORY;
+        }
+        id = m_ullLastId + 1;
         try {
-            m_pQueue->push_back(tQueueEntry{id, message, param1, param2});
+            m_pProcessedMessages->emplace(id, &wait);
             try {
-                CCritSectionLocker resultsLocker(m_ResultsLock);
-                m_pProcessedMessages->emplace(id, &wait);
+                m_pQueue->push_back(tQueueEntry{id, message, param1, param2});
             } catch (const std::bad_alloc&) {
-                m_pQueue->pop_back();
+                m_pProcessedMessages->erase(id);
                 throw;
             }
         } catch (const std::bad_alloc&) {
-            CloseHandle(wait.m_hResultReady);
+            RecycleEventLocked(wait.m_hResultReady);
             return E_OUTOFMEMORY;
         }
+        m_ullLastId = id;
     }
     // Set after the lock is released, so that the woken consumer does not
     // run straight into the held lock. A late signal for an entry that was
     // already taken only wakes the consumer once more (it checks the queue).
     m_MessageAvailable.Set();
 
-    // No loop: the own event is set only once this sender's result is
-    // stored, and the closed event stays set.
-    const HANDLE handles[2] = {wait.m_hResultReady, m_Closed.Handle()};
-    const DWORD waited = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
+    // No loop: the event is set once, when this sender's result (or the
+    // close's E_ABORT) is stored.
+    const DWORD waited = WaitForSingleObject(wait.m_hResultReady, INFINITE);
     HRESULT result = E_ABORT;
     {
         CCritSectionLocker locker(m_ResultsLock);
-        // Also when woken by the close: a result stored before it wins (none
-        // is stored after it; Close stores E_ABORT for queued messages).
-        if ((waited == WAIT_OBJECT_0 || waited == WAIT_OBJECT_0 + 1) && wait.m_bHasResult) {
+        if (waited == WAIT_OBJECT_0 && wait.m_bHasResult) {
             result = wait.m_iResult;
         }
         EndWaitLocked(id);
+        if (waited == WAIT_OBJECT_0) {
+            RecycleEventLocked(wait.m_hResultReady); // its signal is consumed
+        } else {
+            CloseHandle(wait.m_hResultReady);
+        }
     }
-    CloseHandle(wait.m_hResultReady);
-    if (waited != WAIT_OBJECT_0 && waited != WAIT_OBJECT_0 + 1) {
+    if (waited != WAIT_OBJECT_0) {
         RepairError("false", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr, nullptr,
                     "Invalid result waiting for message being processed. Wait aborted!",
                     E_KX_HRESULT_ASSERT_FAILED, nullptr);
@@ -186,21 +212,28 @@ void CMessageQueue::FinishMessage(unsigned long long id, int result) {
     if (waiting == m_pProcessedMessages->end()) {
         return; // nobody can collect it: never handed out, or already collected
     }
-    StoreResultLocked(*waiting->second, result);
+    HANDLE wake = StoreResultLocked(*waiting->second, result);
+    locker.Unlock();
+    // Set after the lock is released, so that the woken sender does not run
+    // straight into the held lock. The sender cannot return (and recycle or
+    // close its event) before this signal: it waits for nothing else.
+    if (wake != nullptr) {
+        SetEvent(wake);
+    }
 }
 
 void CMessageQueue::Close() {
     {
         CCritSectionLocker queueLocker(m_QueueLock);
         CCritSectionLocker resultsLocker(m_ResultsLock);
-        // Every queued message has a waiting sender; it wakes (on its own
-        // event or the closed one) and collects the E_ABORT stored here.
-        while (!m_pQueue->empty()) {
-            auto waiting = m_pProcessedMessages->find(m_pQueue->front().m_ullId);
-            if (waiting != m_pProcessedMessages->end()) {
-                StoreResultLocked(*waiting->second, static_cast<int>(E_ABORT));
+        // Queued messages are dropped. Every sender still waiting without a
+        // result (its message queued or being processed) is answered with
+        // E_ABORT and woken; one whose result is stored keeps it.
+        m_pQueue->clear();
+        for (auto& waiting : *m_pProcessedMessages) {
+            if (HANDLE wake = StoreResultLocked(*waiting.second, static_cast<int>(E_ABORT))) {
+                SetEvent(wake);
             }
-            m_pQueue->pop_front();
         }
         m_bClosed.store(true, std::memory_order_relaxed);
         m_Closed.Set();
