@@ -22,9 +22,10 @@ constexpr DWORD kResultsEmptyWait = 1000;
 // event (the one signal the sender waits for, so the record and the event
 // live until it is given); Close stores E_ABORT for every sender still
 // without a result and sets their events. The sender unregisters under the
-// results lock before its record goes away. So each sender waits on its own event alone: it is set
-// exactly once, when the sender's result is there; the sender never wakes for another sender's
-// result, never polls and never contends for a shared event. Storing allocates nothing.
+// results lock before its record goes away. So each sender waits on its own
+// event alone: it is set exactly once, when the sender's result is there;
+// the sender never wakes for another sender's result, never polls and never
+// contends for a shared event. Storing allocates nothing.
 //
 // The events are recycled: a sender whose wait consumed its signal hands
 // its event back to the free list, unsignalled, under the results lock.
