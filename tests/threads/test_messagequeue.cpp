@@ -3,7 +3,12 @@
 // refused, later results dropped, the consumer told to stop).
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+#include <time.h>
+
 #include <atomic>
+#include <chrono>
+#include <climits>
 #include <future>
 #include <thread>
 #include <vector>
@@ -32,6 +37,15 @@ void WaitUntil(const std::atomic<int>& value, int wanted) {
     for (int i = 0; i < 30000 && value.load() < wanted; ++i) {
         std::this_thread::sleep_for(1ms);
     }
+}
+
+// CPU time a thread of this process has used so far.
+std::chrono::nanoseconds ThreadCpuTime(std::thread& thread) {
+    clockid_t clock;
+    EXPECT_EQ(pthread_getcpuclockid(thread.native_handle(), &clock), 0);
+    timespec used{};
+    EXPECT_EQ(clock_gettime(clock, &used), 0);
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 } // namespace
@@ -116,8 +130,8 @@ TEST(MessageQueue, CloseReleasesSenderWhoseMessageIsBeingProcessed) {
 }
 
 TEST(MessageQueue, SenderWaitingBesideAnUncollectedResultReturnsOnClose) {
-    // A result for an id nobody collects keeps the processed event signalled;
-    // a sender whose own result never comes must still return on Close.
+    // Beside a result for an id nobody collects, a sender whose own result
+    // never comes still returns on Close.
     CMessageQueue queue;
     std::thread consumer([&] {
         Message m;
@@ -150,4 +164,84 @@ TEST(MessageQueue, DestructorClosesTheQueue) {
     consumer.join();
     EXPECT_TRUE(stopped.load());
     delete queue; // closed already: waits on nothing, frees everything
+}
+
+// Issue 11, fault 3: a result nobody collects (for an id never handed out, or
+// a second one after the sender took the first) left the processed event
+// signalled for good, and every sender that waited from then on spun on it:
+// one full core each, and the stray results stayed stored. A waiting
+// sender must sleep (its CPU time stays far below the wall time it waits:
+// a spin detector, not a speed assumption) and strays must not be stored.
+TEST(MessageQueue, StrayResultDoesNotMakeSendersSpin) {
+    CMessageQueue queue;
+    Message m;
+    auto first = std::async(std::launch::async, [&] { return queue.SendMessage(1, 0, 0); });
+    ASSERT_TRUE(Take(queue, m));
+    queue.FinishMessage(m.id, 5);
+    ASSERT_EQ(first.wait_for(30s), std::future_status::ready);
+    EXPECT_EQ(first.get(), 5);
+    queue.FinishMessage(m.id, 6); // a second result after the sender took the first
+    queue.FinishMessage(1000, 7); // an id that was never handed out
+    EXPECT_EQ(queue.StoredResultCount(), 0u);
+
+    std::promise<HRESULT> answered;
+    std::thread sender([&] { answered.set_value(queue.SendMessage(2, 0, 0)); });
+    ASSERT_TRUE(Take(queue, m)); // the message is queued: its sender waits
+    const auto cpuStart = ThreadCpuTime(sender);
+    const auto wallStart = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(1s);
+    const auto cpuMs =
+        std::chrono::duration_cast<std::chrono::milliseconds>(ThreadCpuTime(sender) - cpuStart)
+            .count();
+    const auto wallMs = std::chrono::duration_cast<std::chrono::milliseconds>(
+                            std::chrono::steady_clock::now() - wallStart)
+                            .count();
+    EXPECT_LT(cpuMs * 5, wallMs) << "the waiting sender used " << cpuMs << " ms of CPU in "
+                                 << wallMs << " ms";
+
+    queue.FinishMessage(m.id, 9);
+    auto result = answered.get_future();
+    const bool returned = result.wait_for(30s) == std::future_status::ready;
+    if (!returned) {
+        queue.Close(); // release the sender so that the test can end
+    }
+    sender.join();
+    ASSERT_TRUE(returned);
+    EXPECT_EQ(result.get(), 9);
+    EXPECT_EQ(queue.StoredResultCount(), 0u);
+}
+
+TEST(MessageQueue, StrayResultsAreDroppedAndNeverAnswerALaterSender) {
+    CMessageQueue queue;
+    std::thread consumer([&] {
+        Message m;
+        ASSERT_TRUE(Take(queue, m));
+        // Strays while sender 1 waits (so ids 2 and 3 are not handed out
+        // yet): ids never handed out, the next ones among them, each many
+        // times over.
+        const unsigned long long strays[] = {0, m.id + 1, m.id + 2, ULLONG_MAX};
+        for (int round = 0; round < 1000; ++round) {
+            for (unsigned long long id : strays) {
+                queue.FinishMessage(id, -1);
+            }
+        }
+        EXPECT_EQ(queue.StoredResultCount(), 0u); // nothing piled up
+        queue.FinishMessage(m.id, 100);
+        for (int round = 0; round < 1000; ++round) {
+            queue.FinishMessage(m.id, -1); // the first result wins
+        }
+        ASSERT_TRUE(Take(queue, m));
+        EXPECT_EQ(m.id, 2u);
+        queue.FinishMessage(m.id, 200);
+        ASSERT_TRUE(Take(queue, m));
+        EXPECT_EQ(m.id, 3u);
+        queue.FinishMessage(m.id, 300);
+    });
+    EXPECT_EQ(queue.SendMessage(1, 0, 0), 100);
+    // Ids 2 and 3 were finished with -1 before they were handed out: their
+    // senders get the consumer's answers to their own messages.
+    EXPECT_EQ(queue.SendMessage(2, 0, 0), 200);
+    EXPECT_EQ(queue.SendMessage(3, 0, 0), 300);
+    consumer.join();
+    EXPECT_EQ(queue.StoredResultCount(), 0u);
 }

@@ -61,6 +61,48 @@ TEST(ThreadsStress, EightSendersGetExactlyTheirResults) {
     EXPECT_EQ(queue.StoredResultCount(), 0u);
 }
 
+TEST(ThreadsStress, DuplicateAndStrayResultsReachNoSender) {
+    // A consumer that answers every message three times and throws in
+    // results for ids nobody will ever send: each sender still gets exactly
+    // the first answer to its own message, and nothing stays stored.
+    constexpr int kSenders = 6;
+    constexpr int kMessages = 500;
+    CMessageQueue queue;
+    std::atomic<int> processed{0};
+    std::thread consumer([&] {
+        unsigned long long id;
+        unsigned long message;
+        int p1, p2;
+        while (queue.WaitAndGetMessage(id, message, p1, p2)) {
+            queue.FinishMessage(id, Answer(message, p1, p2));
+            queue.FinishMessage(id, -1);
+            queue.FinishMessage(id + 1000000000ull, -2);
+            queue.FinishMessage(id, -3);
+            ++processed;
+        }
+    });
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> senders;
+    for (int s = 0; s < kSenders; ++s) {
+        senders.emplace_back([&queue, &wrong, s] {
+            for (int i = 0; i < kMessages; ++i) {
+                unsigned long message = static_cast<unsigned long>(s * kMessages + i);
+                if (queue.SendMessage(message, s, i) != Answer(message, s, i)) {
+                    ++wrong;
+                }
+            }
+        });
+    }
+    for (auto& sender : senders) {
+        sender.join();
+    }
+    EXPECT_EQ(queue.StoredResultCount(), 0u);
+    queue.Close();
+    consumer.join();
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(processed.load(), kSenders * kMessages);
+}
+
 TEST(ThreadsStress, CloseWhileSendersAreBlockedAndMessagesQueued) {
     constexpr int kSenders = 8;
     for (int round = 0; round < 5; ++round) {

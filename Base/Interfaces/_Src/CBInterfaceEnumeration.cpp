@@ -3,6 +3,7 @@
 #include "CBInterfaceEnumeration.h"
 
 #include "KxDestructorGuard.h"
+#include "KxRingPosition.h"
 
 namespace KxTamarind {
 
@@ -51,7 +52,8 @@ STDMETHODIMP CBInterfaceEnumeration::Skip(long n) {
         return S_FALSE;
     }
     if (m_pInterfaceList->Skip(n, &m_lIndex)) {
-        m_lIndex += n;
+        // A sum below LONG_MIN keeps its ring position (see KxRingPosition.h).
+        m_lIndex = KxRing::AddIndex(m_lIndex, n, m_pInterfaceList->GetCount());
         return S_OK;
     }
     m_lIndex = kExhausted;

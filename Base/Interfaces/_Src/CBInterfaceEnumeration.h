@@ -41,8 +41,10 @@ public:
     // S_FALSE (also when invalid or exhausted). Null pArray with celt > 0:
     // E_POINTER.
     STDMETHOD(Next)(long celt, long* pFetched, InterfaceIdentificationData* pArray) override;
-    // Invalid or exhausted: S_FALSE. index + n below the count: moves, S_OK;
-    // else exhausted and S_FALSE.
+    // Invalid or exhausted: S_FALSE. index + n below the count (compared
+    // exactly, see CInterfaceList::Skip): moves, S_OK; else exhausted and
+    // S_FALSE. An index pushed below LONG_MIN is kept as the nearest value
+    // with the same ring position, so Next fetches what it would fetch.
     STDMETHOD(Skip)(long n) override;
     // Flag valid, index 0; S_FALSE (and exhausted) for an empty list.
     STDMETHOD(Reset)() override;

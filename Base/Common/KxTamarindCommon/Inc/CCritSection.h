@@ -14,6 +14,32 @@
 // CCritSectionLockerSupplier is a locker that remembers whether its user
 // released it on purpose, so that code handed a locked supplier can restore
 // the locked state with Relock() without locking twice.
+//
+// Lock order of the process, outermost first. A thread that holds a lock of
+// one level may take locks of later levels (and its own again), never of an
+// earlier one; no lock is held while waiting on an event.
+//   1. A registry list's lock (CObjectList, CInterfaceList): held while a
+//      removed record is destroyed, whose final Release may raise errors.
+//      The library never holds two lists' locks at once.
+//      A pool thread's worker link (CThread): held by the worker while it
+//      checks for work, raises errors and hands itself back to the pool.
+//   2. The error-reporting lock (KxErrorReporting): held while a thrown
+//      error's record is made, which looks the calling thread up in the
+//      pool, and while the system-error triggers and the start-up object
+//      run.
+//   3. The thread pool's lock (CThreadPool).
+//   4. A thread's own lock (CThread).
+//   5. Leaves, under which nothing else is locked and nothing is reported:
+//      a list's enumeration flag set (CEnumList), the thread-handle registry
+//      (CThread), a message queue's queue lock and then its results lock
+//      (CMessageQueue), the modified-property list
+//      (CObjectDataReferenceBase).
+// What follows from it: a thrown error (ThrowError, OutOfMemoryError) is
+// never raised while the pool's lock, a thread's lock or a leaf is held; a
+// repaired error (RepairError, which takes the pool's lock and a thread's
+// lock to name the thread) never while a thread's lock or a leaf is held.
+// Code that runs under the error-reporting lock (triggers, the start-up
+// object, a partner's GetObjectInfo) must not use a registry.
 #pragma once
 
 #include <platcompat.h>

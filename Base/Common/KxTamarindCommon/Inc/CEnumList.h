@@ -5,7 +5,8 @@
 // none of them: an enumerator adds its flag when it is made and removes it
 // when it is destroyed. Every operation takes the set's own lock, so any
 // thread may call it. Lock order: a list that holds its own lock may take
-// this one, never the other way round.
+// this one, never the other way round; it is a leaf of the process's lock
+// order (see CCritSection.h): nothing is locked or reported under it.
 #pragma once
 
 #include <set>

@@ -11,6 +11,9 @@
 // duration; GetCount (a relaxed atomic), FindIndex and Skip do not lock.
 // Changes clear the flags of all live enumerators: Add after releasing the
 // list's lock, Remove while holding it (lock order: list, then flag set).
+// The list's lock comes first in the process's lock order (see
+// CCritSection.h): a removed record is released under it, and its final
+// Release may raise errors.
 // The list must outlive its enumerators; it does not notify them when it is
 // destroyed.
 #pragma once
@@ -55,10 +58,13 @@ public:
     // holding the lock; true if one was removed.
     bool Remove(const GUID* iid);
     // Locks. Assigns the record n steps from the first (backward for
-    // negative n; the ring passes through the end position) to *out; the end
-    // position gives the empty state. True if a record was assigned.
+    // negative n; the ring of count + 1 positions passes through the end
+    // position) to *out; the end position gives the empty state. True if a
+    // record was assigned. Any n is exact and costs at most half a lap.
     bool GetPointedData(long n, CInterfaceIdentificationData* out);
-    // No lock. True if *index + n (signed) is less than the count.
+    // No lock. True if *index + n is less than the count, compared exactly:
+    // negative sums count as inside (also below LONG_MIN), sums above
+    // LONG_MAX never do. False for a null index.
     bool Skip(long n, long* index) const;
 
     void AddEnumeration(CObjectState* state);

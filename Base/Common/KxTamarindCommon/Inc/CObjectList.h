@@ -15,11 +15,17 @@
 // only while the lock is held, or while the caller knows no record is
 // removed). Changes clear the flags of all live enumerators: an insertion
 // after releasing the list's lock, a removal while still holding it (lock
-// order: list, then flag set).
+// order: list, then flag set). The list's lock comes first in the process's
+// lock order (see CCritSection.h): a removed record is destroyed under it,
+// and its final Release may raise errors, which take the error-reporting
+// lock and the pool's lock after it.
 //
 // Positions are iterators; end() is the not-found and past-the-end position.
 // Stepping treats the list as a ring through its end position: one step
 // beyond the last record reaches the end, one more the first record again.
+// A ring of count records has count + 1 positions, so n steps land where
+// n modulo (count + 1) forward steps land; the list moves that way, never
+// walking more than half a lap, whatever n is.
 //
 // Keys (ObjectGuid, InstanceNumber) are not unique: the list never refuses a
 // record and every look-up finds the first match in list order. An
@@ -57,7 +63,8 @@ public:
     iterator End() { return m_Records.end(); }
 
     // Locks. `to` = `from` moved n steps (backward for negative n) around
-    // the ring; true if `to` is a record.
+    // the ring; true if `to` is a record. Any n is exact, LONG_MIN and
+    // LONG_MAX included, and costs at most half a lap of the ring.
     bool Skip(long n, iterator from, iterator& to);
     // Locks. Clears *out, then assigns the record n steps from the first
     // record, if that is a record. False for a null `out` or no record.
@@ -155,7 +162,6 @@ public:
                                                       IUnknown*** array);
 
 private:
-    iterator Step(iterator it, long n);
     long CountSelected(const GUID* filter) const;
     static bool IsSelected(const CObjectIdentificationData& record, const GUID* filter);
     // The shared body of the two bulk copies: `copy(record, slot)` fills one

@@ -96,9 +96,12 @@ private:
 // the run object, state, flags, name or priority holds that lock. The
 // accessors ApartmentModel() ... State() are lock-free reads.
 //
-// Lock order: the pool's lock may be held while a thread's lock is taken,
-// never the reverse. Therefore no method reports an error (which looks the
-// calling thread up in the pool) while holding the thread's lock.
+// Lock order (see CCritSection.h): the worker's link to this object, then
+// the error-reporting lock, then the pool's lock, then a thread's lock, then
+// the thread-handle registry (a leaf). The pool's lock may be held while a
+// thread's lock is taken, never the reverse. Therefore no method reports an
+// error (which looks the calling thread up in the pool) while holding the
+// thread's lock.
 class CThread : public CCritSection {
 public:
     // Starts the worker and returns once it is idle. Raises an error when
@@ -153,6 +156,9 @@ private:
     bool RunLoop(const std::shared_ptr<WorkerLink>& link, CTraceCallStackObject& trace);
     void StoreName(const char* name);
     void InstallRunObjectLocked(CThreadRunObject* runObject, bool deleteAfterRun);
+    // Makes the run object's finished event (if it wants one) before the
+    // thread's lock is taken: a failure raises an error.
+    static void PrepareFinishedEvent(CThreadRunObject* runObject);
     void StartInstalledLocked();
     void SetState(eThreadState state) { m_eState.store(state, std::memory_order_relaxed); }
     bool SetPriorityLocked(KXThreadPriorityType priority);

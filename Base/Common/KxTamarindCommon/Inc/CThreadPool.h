@@ -13,10 +13,14 @@
 // the stateless front the framework calls; it forwards to the global pool.
 //
 // Thread safety: every operation takes the pool's (re-entrant) lock unless
-// its contract says otherwise. Lock order: the pool's lock, then a thread's
-// lock; never the reverse. No lock is held while a thread is created or
-// while the pool waits. Misuse is reported as a repaired error and answered
-// with false; an unknown apartment model raises an error.
+// its contract says otherwise. Lock order (see CCritSection.h): the
+// error-reporting lock, then the pool's lock, then a thread's lock; never the
+// reverse. A thrown error looks the calling thread up in the pool under the
+// error-reporting lock, so the pool raises errors only without its lock, and
+// it creates threads (which may fail and raise) and waits only without its
+// lock. Repaired errors may be reported under the pool's lock (it is
+// re-entrant). Misuse is reported as a repaired error and answered with
+// false; an unknown apartment model raises an error.
 #pragma once
 
 #include <platcompat.h>

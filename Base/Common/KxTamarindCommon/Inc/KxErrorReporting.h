@@ -15,6 +15,18 @@
 //
 // Null texts count as empty texts; a null origin, property or partner is
 // left out of the record.
+//
+// Locks: one process-wide error-reporting lock serialises the creation of
+// thrown and out-of-memory records. It is held while the record is made
+// (which reads the origin's data, asks the partner for its name and looks
+// the calling thread up in the thread pool, taking the pool's lock and the
+// thread's lock) and while the system-error triggers and the start-up
+// object's fatal-error operation run. It comes after the registry lists'
+// locks and before the pool's lock in the process's lock order (see
+// CCritSection.h): never call ThrowError while holding the pool's lock, a
+// thread's lock or a leaf lock, and never use a registry from a trigger.
+// RepairError takes no reporting lock but names the calling thread through
+// the pool: never call it while holding a thread's lock or a leaf lock.
 #pragma once
 
 #include <platcompat.h>

@@ -1,6 +1,8 @@
 // The store behind an interface registry; see CInterfaceList.h.
 #include "CInterfaceList.h"
 
+#include "KxRingPosition.h"
+
 namespace KxTamarind {
 
 CInterfaceList::CInterfaceList() : m_lCount(0) {}
@@ -82,13 +84,7 @@ bool CInterfaceList::Remove(const GUID* iid) {
 
 bool CInterfaceList::GetPointedData(long n, CInterfaceIdentificationData* out) {
     CCritSectionLocker locker(*this);
-    iterator it = m_Records.begin();
-    for (; n > 0; --n) {
-        it = (it == m_Records.end()) ? m_Records.begin() : std::next(it);
-    }
-    for (; n < 0; ++n) {
-        it = (it == m_Records.begin()) ? m_Records.end() : std::prev(it);
-    }
+    iterator it = KxRing::Step(m_Records, m_Records.begin(), n);
     if (out == nullptr) {
         return it != m_Records.end();
     }
@@ -104,7 +100,7 @@ bool CInterfaceList::Skip(long n, long* index) const {
     if (index == nullptr) {
         return false;
     }
-    return *index + n < GetCount();
+    return KxRing::SumBelow(*index, n, GetCount());
 }
 
 void CInterfaceList::AddEnumeration(CObjectState* state) {

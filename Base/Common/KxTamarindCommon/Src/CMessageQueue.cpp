@@ -14,30 +14,30 @@ constexpr DWORD kResultsEmptyWait = 1000;
 
 // How a sender finds its result.
 //
-// The message-processed event is manual-reset. FinishMessage stores a result
-// under the results lock and sets the event after releasing it; the event is
-// reset only under that lock and only when the map is empty (by the sender
-// that takes the last result, or by a sender woken by a late signal that
-// finds the map empty). A stored result keeps the map non-empty until its
-// sender takes it, so from the signal that follows the store until then the
-// event stays signalled: a sender whose result is stored cannot miss it, its
-// wait returns at once, and the lowest index (processed) wins over the
-// closed event. A sender whose result is not there yet wakes, finds nothing
-// and waits again.
+// A sender registers its wait record (SenderWait: a result slot and an
+// automatic-reset event of its own) under its id while it holds the queue
+// lock, that is before its message can be taken: no result for it can arrive
+// unannounced. FinishMessage stores a result only into a registered record,
+// only the first one, under the results lock, and then sets that sender's
+// event (the one signal the sender waits for, so the record and the event
+// live until it is given); Close stores E_ABORT for every sender still
+// without a result and sets their events. The sender unregisters under the
+// results lock before its record goes away. So each sender waits on its own
+// event alone: it is set exactly once, when the sender's result is there;
+// the sender never wakes for another sender's result, never polls and never
+// contends for a shared event. Storing allocates nothing.
+//
+// The events are recycled: a sender whose wait consumed its signal hands
+// its event back to the free list, unsignalled, under the results lock.
 //
 // Once the queue is closed no result is stored any more (FinishMessage checks
 // the closed state under the results lock; Close sets it under that lock
-// after answering every queued message with E_ABORT). The processed event may
-// stay signalled after Close (it is reset only by an emptying removal), so a
-// sender that finds nothing checks the closed state under the results lock:
-// if it is set, its result can never arrive and it returns E_ABORT instead of
-// polling for ever.
+// after answering every waiting sender).
 
 CMessageQueue::CMessageQueue()
     : m_pQueue(nullptr), m_ullLastId(0),
       m_MessageAvailable(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual),
-      m_pProcessedMessages(nullptr),
-      m_MessageProcessed(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual),
+      m_pProcessedMessages(nullptr), m_StoredResults(0),
       m_ResultsEmpty(CKxEvent::InitialState_Signaled, CKxEvent::ResetMode_Manual),
       m_Closed(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual), m_bClosed(false) {
     m_pQueue = new (std::nothrow) std::deque<tQueueEntry>();
@@ -45,7 +45,7 @@ CMessageQueue::CMessageQueue()
         ThrowError("m_pQueue != NULL", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr,
                    nullptr, "Out of memory!", E_POINTER);
     }
-    m_pProcessedMessages = new (std::nothrow) std::map<unsigned long long, int>();
+    m_pProcessedMessages = new (std::nothrow) std::map<unsigned long long, SenderWait*>();
     if (m_pProcessedMessages == nullptr) {
         delete m_pQueue;
         m_pQueue = nullptr;
@@ -64,77 +64,107 @@ CMessageQueue::~CMessageQueue() {
     });
     delete m_pQueue;
     delete m_pProcessedMessages;
+    for (HANDLE event : m_FreeEvents) {
+        CloseHandle(event);
+    }
 }
 
-void CMessageQueue::EraseResultLocked(unsigned long long id) {
+HANDLE CMessageQueue::TakeEventLocked() {
+    if (m_FreeEvents.empty()) {
+        return CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    }
+    HANDLE event = m_FreeEvents.back();
+    m_FreeEvents.pop_back();
+    return event;
+}
+
+void CMessageQueue::RecycleEventLocked(HANDLE event) {
+    try {
+        m_FreeEvents.push_back(event);
+    } catch (const std::bad_alloc&) {
+        CloseHandle(event);
+    }
+}
+
+void CMessageQueue::EndWaitLocked(unsigned long long id) {
     auto it = m_pProcessedMessages->find(id);
     if (it == m_pProcessedMessages->end()) {
         return;
     }
+    const bool hadResult = it->second->m_bHasResult;
     m_pProcessedMessages->erase(it);
-    if (m_pProcessedMessages->empty()) {
+    if (hadResult && --m_StoredResults == 0) {
         m_ResultsEmpty.Set();
     }
 }
 
+HANDLE CMessageQueue::StoreResultLocked(SenderWait& wait, int result) {
+    if (wait.m_bHasResult) {
+        return nullptr; // the first result wins; its signal was given already
+    }
+    wait.m_bHasResult = true;
+    wait.m_iResult = result;
+    ++m_StoredResults;
+    return wait.m_hResultReady;
+}
+
 HRESULT CMessageQueue::SendMessage(unsigned long message, int param1, int param2) {
+    SenderWait wait{nullptr, false, 0};
     unsigned long long id = 0;
     {
-        CCritSectionLocker locker(m_QueueLock);
+        // The message and the wait record enter together under the queue
+        // lock, which the consumer needs to take the message.
+        CCritSectionLocker queueLocker(m_QueueLock);
         if (IsClosed()) {
             return E_ABORT;
         }
-        id = ++m_ullLastId;
-        m_pQueue->push_back(tQueueEntry{id, message, param1, param2});
+        CCritSectionLocker resultsLocker(m_ResultsLock);
+        wait.m_hResultReady = TakeEventLocked();
+        if (wait.m_hResultReady == nullptr) {
+            return E_OUTOFMEMORY;
+        }
+        id = m_ullLastId + 1;
+        try {
+            m_pProcessedMessages->emplace(id, &wait);
+            try {
+                m_pQueue->push_back(tQueueEntry{id, message, param1, param2});
+            } catch (const std::bad_alloc&) {
+                m_pProcessedMessages->erase(id);
+                throw;
+            }
+        } catch (const std::bad_alloc&) {
+            RecycleEventLocked(wait.m_hResultReady);
+            return E_OUTOFMEMORY;
+        }
+        m_ullLastId = id;
     }
     // Set after the lock is released, so that the woken consumer does not
     // run straight into the held lock. A late signal for an entry that was
     // already taken only wakes the consumer once more (it checks the queue).
     m_MessageAvailable.Set();
 
-    const HANDLE handles[2] = {m_MessageProcessed.Handle(), m_Closed.Handle()};
-    for (;;) {
-        DWORD wait = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
-        if (wait == WAIT_OBJECT_0) {
-            CCritSectionLocker locker(m_ResultsLock);
-            auto it = m_pProcessedMessages->find(id);
-            if (it != m_pProcessedMessages->end()) {
-                HRESULT result = it->second;
-                m_pProcessedMessages->erase(it);
-                if (m_pProcessedMessages->empty()) {
-                    m_MessageProcessed.Reset();
-                    m_ResultsEmpty.Set();
-                }
-                return result;
-            }
-            if (IsClosed()) {
-                return E_ABORT; // closed: this result can no longer arrive
-            }
-            if (m_pProcessedMessages->empty()) {
-                // A late signal of a result that was collected already.
-                m_MessageProcessed.Reset();
-            }
-            // Another sender's result: wait again. The event stays signalled
-            // until that sender collects, so give it the processor first
-            // instead of spinning on it.
-            locker.Unlock();
-            Sleep(0);
-            continue;
+    // No loop: the event is set once, when this sender's result (or the
+    // close's E_ABORT) is stored.
+    const DWORD waited = WaitForSingleObject(wait.m_hResultReady, INFINITE);
+    HRESULT result = E_ABORT;
+    {
+        CCritSectionLocker locker(m_ResultsLock);
+        if (waited == WAIT_OBJECT_0 && wait.m_bHasResult) {
+            result = wait.m_iResult;
         }
-        if (wait == WAIT_OBJECT_0 + 1) {
-            CCritSectionLocker locker(m_ResultsLock);
-            EraseResultLocked(id);
-            return E_ABORT;
+        EndWaitLocked(id);
+        if (waited == WAIT_OBJECT_0) {
+            RecycleEventLocked(wait.m_hResultReady); // its signal is consumed
+        } else {
+            CloseHandle(wait.m_hResultReady);
         }
-        {
-            CCritSectionLocker locker(m_ResultsLock);
-            EraseResultLocked(id);
-        }
+    }
+    if (waited != WAIT_OBJECT_0) {
         RepairError("false", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr, nullptr,
                     "Invalid result waiting for message being processed. Wait aborted!",
                     E_KX_HRESULT_ASSERT_FAILED, nullptr);
-        return E_ABORT;
     }
+    return result;
 }
 
 bool CMessageQueue::WaitAndGetMessage(unsigned long long& id, unsigned long& message, int& param1,
@@ -179,21 +209,32 @@ void CMessageQueue::FinishMessage(unsigned long long id, int result) {
     if (IsClosed()) {
         return;
     }
-    m_pProcessedMessages->emplace(id, result); // an earlier result is kept
+    auto waiting = m_pProcessedMessages->find(id);
+    if (waiting == m_pProcessedMessages->end()) {
+        return; // nobody can collect it: never handed out, or already collected
+    }
+    HANDLE wake = StoreResultLocked(*waiting->second, result);
     locker.Unlock();
-    // Set after the lock is released (see above). Between the store and this
-    // signal nobody resets the event: a reset needs an empty map, and this
-    // result stays in the map until its sender has seen it.
-    m_MessageProcessed.Set();
+    // Set after the lock is released, so that the woken sender does not run
+    // straight into the held lock. The sender cannot return (and recycle or
+    // close its event) before this signal: it waits for nothing else.
+    if (wake != nullptr) {
+        SetEvent(wake);
+    }
 }
 
 void CMessageQueue::Close() {
     {
         CCritSectionLocker queueLocker(m_QueueLock);
         CCritSectionLocker resultsLocker(m_ResultsLock);
-        while (!m_pQueue->empty()) {
-            m_pProcessedMessages->emplace(m_pQueue->front().m_ullId, static_cast<int>(E_ABORT));
-            m_pQueue->pop_front();
+        // Queued messages are dropped. Every sender still waiting without a
+        // result (its message queued or being processed) is answered with
+        // E_ABORT and woken; one whose result is stored keeps it.
+        m_pQueue->clear();
+        for (auto& waiting : *m_pProcessedMessages) {
+            if (HANDLE wake = StoreResultLocked(*waiting.second, static_cast<int>(E_ABORT))) {
+                SetEvent(wake);
+            }
         }
         m_bClosed.store(true, std::memory_order_relaxed);
         m_Closed.Set();
@@ -203,7 +244,7 @@ void CMessageQueue::Close() {
 
 size_t CMessageQueue::StoredResultCount() const {
     CCritSectionLocker locker(m_ResultsLock);
-    return m_pProcessedMessages->size();
+    return m_StoredResults;
 }
 
 } // namespace KxTamarind

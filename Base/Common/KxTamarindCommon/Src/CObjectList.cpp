@@ -3,6 +3,8 @@
 
 #include <cwchar>
 
+#include "KxRingPosition.h"
+
 namespace KxTamarind {
 
 namespace {
@@ -39,27 +41,16 @@ bool CObjectList::IsValid(const iterator& it) const {
     return it != m_Records.end();
 }
 
-CObjectList::iterator CObjectList::Step(iterator it, long n) {
-    // The end position is one link of the ring.
-    for (; n > 0; --n) {
-        it = (it == m_Records.end()) ? m_Records.begin() : std::next(it);
-    }
-    for (; n < 0; ++n) {
-        it = (it == m_Records.begin()) ? m_Records.end() : std::prev(it);
-    }
-    return it;
-}
-
 bool CObjectList::Skip(long n, iterator from, iterator& to) {
     CCritSectionLocker locker(*this);
-    to = Step(from, n);
+    to = KxRing::Step(m_Records, from, n);
     return to != m_Records.end();
 }
 
 bool CObjectList::GetPointedData(long n, CObjectIdentificationData* out) {
     CCritSectionLocker locker(*this);
     ResetOut(out);
-    iterator it = Step(m_Records.begin(), n);
+    iterator it = KxRing::Step(m_Records, m_Records.begin(), n);
     if (out == nullptr || it == m_Records.end()) {
         return false;
     }

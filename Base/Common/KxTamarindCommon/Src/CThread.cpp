@@ -319,6 +319,16 @@ void CThread::InstallRunObjectLocked(CThreadRunObject* runObject, bool deleteAft
     }
 }
 
+// Creating a run object's finished event may fail and raise an error, which
+// takes the error-reporting lock and then the pool's and a thread's lock: it
+// must not happen under this thread's lock. SetRunObject and Start make the
+// event before they lock; here it normally exists already.
+void CThread::PrepareFinishedEvent(CThreadRunObject* runObject) {
+    if (runObject != nullptr) {
+        runObject->CreateFinishedEventHandle();
+    }
+}
+
 void CThread::StartInstalledLocked() {
     m_hFinishedEvent = m_pThreadRunObject->CreateFinishedEventHandle();
     if (m_hFinishedEvent != nullptr) {
@@ -328,6 +338,7 @@ void CThread::StartInstalledLocked() {
 }
 
 void CThread::SetRunObject(CThreadRunObject* runObject, bool deleteAfterRun) {
+    PrepareFinishedEvent(runObject);
     int refusal = 0;
     {
         CCritSectionLocker locker(*this);
@@ -374,6 +385,7 @@ void CThread::StartRunObject() {
 
 void CThread::Start(CThreadRunObject* runObject, bool deleteAfterRun,
                     KXThreadPriorityType priority) {
+    PrepareFinishedEvent(runObject);
     int refusal = 0;
     {
         CCritSectionLocker locker(*this);

@@ -114,9 +114,16 @@ bool CThreadPool::CreateThreads(unsigned long count, KXApartmentModelType model)
     CThreadPoolPrivate& pool = (*this)[model];
     pool.m_iAllocated += count;
     for (unsigned long i = 0; i < count; ++i) {
-        // Each creation waits until the new worker is idle; the worker does
-        // not need the pool's lock for that.
-        pool.m_IdleList.push_back(new CThreadPoolElement(model, m_lNextDictId++));
+        // Each thread is created outside the lock, as in GetThread: the
+        // creation waits until the new worker is idle, and a creation that
+        // fails raises an error, which looks the calling thread up in the
+        // pool under the error-reporting lock (that lock comes before the
+        // pool's).
+        const long id = m_lNextDictId++;
+        locker.Unlock();
+        CThreadPoolElement* thread = new CThreadPoolElement(model, id);
+        locker.Lock();
+        pool.m_IdleList.push_back(thread);
     }
     return true;
 }

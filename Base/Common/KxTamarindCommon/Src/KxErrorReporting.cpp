@@ -24,7 +24,11 @@ constexpr long kMaxRepairedErrors = 100;
 // Process-wide reporting state, for the whole life of the process. The
 // counts are never lowered: the limits are deliberate.
 struct ReportingState {
-    CCritSection lock; // serialises the creation of thrown and out-of-memory records
+    // Serialises the creation of thrown and out-of-memory records. Level 2 of
+    // the process's lock order (CCritSection.h): taken after a registry
+    // list's lock, before the pool's lock and a thread's lock, which the
+    // record's thread name needs.
+    CCritSection lock;
     std::atomic<long> thrownCount{0};
     std::atomic<long> repairedCount{0};
     CErrorObject* firstThrownError = nullptr; // kept for the process's life; under `lock`
