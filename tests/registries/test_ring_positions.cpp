@@ -14,8 +14,8 @@
 
 #include "CInterfaceList.h"
 #include "CObjectList.h"
-#include "common/BoundedRun.h"
 #include "common/CountingUnknown.h"
+#include "common/HangWatchdog.h"
 #include "registries/TestRegistry.h"
 
 using namespace KxTamarind;
@@ -176,20 +176,17 @@ TEST(RingPositions, InterfaceListSkipComparesTheExactSum) {
 // link per unit under the list's lock, for centuries. Each move must give
 // the modular position and return at once.
 TEST(RingPositions, HugeSkipsNeitherOverflowNorWalkForEver) {
-    // On the heap: if a move hangs, its thread keeps using the lists.
-    auto* lists = new std::vector<std::unique_ptr<Lists>>;
+    std::vector<std::unique_ptr<Lists>> lists;
     for (long count : {0L, 1L, 3L}) {
-        lists->push_back(std::make_unique<Lists>(count));
+        lists.push_back(std::make_unique<Lists>(count));
     }
-    const bool finished = KxTest::FinishesWithin(60s, [lists] {
+    KxTest::RunWithHangWatchdog(60s, [&lists] {
         const std::vector<long> steps(std::begin(kExtremes), std::end(kExtremes));
-        for (auto& list : *lists) {
+        for (auto& list : lists) {
             const long count = list->objects.GetCount();
             CheckListMoves(*list, count, steps, ModularModel);
         }
     });
-    ASSERT_TRUE(finished) << "a move by an extreme count did not return";
-    delete lists;
 }
 
 // The interface enumerator keeps its position as a number (Skip adds, Next
@@ -226,20 +223,16 @@ struct EnumeratorModel {
 
 TEST(RingPositions, InterfaceEnumeratorSkipsByExtremeCountsLikeTheModel) {
     const long count = 3;
-    // On the heap: if a step hangs, its thread keeps using them.
-    struct Shared {
-        CountingUnknown unknown;
-        CInterfaceList list;
-        GUID iids[count] = {Id(0), Id(1), Id(2)};
-    };
-    auto* shared = new Shared;
-    for (const GUID& iid : shared->iids) {
-        shared->list.Add(&shared->unknown, L"n", &iid);
+    CountingUnknown unknown;
+    CInterfaceList list;
+    const GUID iids[count] = {Id(0), Id(1), Id(2)};
+    for (const GUID& iid : iids) {
+        list.Add(&unknown, L"n", &iid);
     }
-    const bool finished = KxTest::FinishesWithin(60s, [shared] {
+    KxTest::RunWithHangWatchdog(60s, [&] {
         const long counts[] = {LONG_MIN, LONG_MIN + 1, LONG_MAX, LONG_MAX - 1, -5, -4, -1, 0, 1, 2,
                                3};
-        TestInterfaceEnumeration* e = TestInterfaceEnumeration::Make(nullptr, &shared->list);
+        TestInterfaceEnumeration* e = TestInterfaceEnumeration::Make(nullptr, &list);
         for (long first : counts) {
             for (long second : counts) {
                 SCOPED_TRACE("Skip(" + std::to_string(first) + ") then Skip(" +
@@ -277,8 +270,6 @@ TEST(RingPositions, InterfaceEnumeratorSkipsByExtremeCountsLikeTheModel) {
         }
         e->Release();
     });
-    ASSERT_TRUE(finished) << "an enumerator step by an extreme count did not return";
-    delete shared;
 }
 
 TEST(RingPositions, ObjectEnumeratorSkipsByExtremeCounts) {

@@ -25,7 +25,6 @@
 #include "CInterfaceList.h"
 #include "CThreadPool.h"
 #include "KxErrorReporting.h"
-#include "common/BoundedRun.h"
 #include "common/CatchError.h"
 #include "common/CountingUnknown.h"
 #include "registries/TestRegistry.h"
