@@ -22,8 +22,8 @@ typedef const GUID& REFGUID;
 typedef const IID& REFIID;
 typedef const CLSID& REFCLSID;
 
-extern const GUID GUID_NULL;
-extern const IID IID_IUnknown; // {00000000-0000-0000-C000-000000000046}
+extern PLATCOMPAT_API const GUID GUID_NULL;
+extern PLATCOMPAT_API const IID IID_IUnknown; // {00000000-0000-0000-C000-000000000046}
 
 // Byte-wise equality of all 16 bytes.
 inline bool IsEqualGUID(REFGUID a, REFGUID b) { return std::memcmp(&a, &b, sizeof(GUID)) == 0; }
@@ -37,7 +37,7 @@ inline bool operator!=(REFGUID a, REFGUID b) { return !IsEqualGUID(a, b); }
 // starts with QueryInterface, AddRef, Release and nothing else: the slot
 // orders are binary contracts with modules built separately. Objects are
 // destroyed by their own Release, never by `delete` through this type.
-struct IUnknown {
+struct PLATCOMPAT_API IUnknown {
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppvObject) = 0;
     virtual ULONG STDMETHODCALLTYPE AddRef() = 0;
     virtual ULONG STDMETHODCALLTYPE Release() = 0;
@@ -54,11 +54,11 @@ typedef IUnknown* LPUNKNOWN;
 //   header: template <> const GUID hold_uuidof<IFoo>::__IID;
 //   source: template <> const GUID hold_uuidof<IFoo>::__IID = {...};
 template <class T>
-struct hold_uuidof {
+struct PLATCOMPAT_API hold_uuidof {
     static const GUID __IID;
 };
 template <>
-const GUID hold_uuidof<IUnknown>::__IID;
+PLATCOMPAT_API const GUID hold_uuidof<IUnknown>::__IID;
 
 // __uuidof(Type) names the identifier of an interface type.
 #define __uuidof(T) (hold_uuidof<T>::__IID)

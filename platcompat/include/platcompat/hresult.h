@@ -88,5 +88,5 @@ constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 constexpr DWORD ERROR_TIMEOUT = 1460;
 
 // The calling thread's last error, kept per thread as on Win32.
-DWORD GetLastError();
-void SetLastError(DWORD error);
+PLATCOMPAT_API DWORD GetLastError();
+PLATCOMPAT_API void SetLastError(DWORD error);

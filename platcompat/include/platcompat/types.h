@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platcompat/export.h"
+
 typedef int BOOL;
 #ifndef TRUE
 #define TRUE 1

@@ -8,6 +8,8 @@
 // this one, never the other way round.
 #pragma once
 
+#include "KxExport.h"
+
 #include <set>
 
 #include "CCritSection.h"
@@ -15,7 +17,7 @@
 
 namespace KxTamarind {
 
-class CEnumList : public CCritSection {
+class KXTAMARIND_API CEnumList : public CCritSection {
 public:
     CEnumList();
     // Forgets the set; the flags are not touched.

@@ -17,6 +17,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <list>
 
@@ -26,7 +28,7 @@
 
 namespace KxTamarind {
 
-class CInterfaceList : public CCritSection {
+class KXTAMARIND_API CInterfaceList : public CCritSection {
 public:
     typedef std::list<CInterfaceIdentificationData> records;
     typedef records::iterator iterator;

@@ -19,6 +19,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <deque>
 #include <map>
@@ -35,7 +37,7 @@ struct tQueueEntry {
     int m_iParam2;
 };
 
-class CMessageQueue {
+class KXTAMARIND_API CMessageQueue {
 public:
     // Raises "Out of memory!" (E_POINTER) when the queue or the results map
     // cannot be allocated.

@@ -28,6 +28,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <list>
 
@@ -37,7 +39,7 @@
 
 namespace KxTamarind {
 
-class CObjectList : public CCritSection {
+class KXTAMARIND_API CObjectList : public CCritSection {
 public:
     typedef std::list<CObjectIdentificationData> records;
     typedef records::iterator iterator;

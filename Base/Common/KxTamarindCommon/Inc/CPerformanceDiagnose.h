@@ -11,11 +11,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <string>
 
 namespace KxTamarind {
 
-class CPerformanceDiagnose {
+class KXTAMARIND_API CPerformanceDiagnose {
 public:
     // Running statistic of durations, in seconds. Minimum and maximum start
     // at 0.0, so the minimum of non-negative samples stays 0.0. Mean and
@@ -107,7 +109,7 @@ private:
 };
 
 // One execution time in milliseconds.
-class CDeviceExecutionTime {
+class KXTAMARIND_API CDeviceExecutionTime {
 public:
     CDeviceExecutionTime();
     virtual ~CDeviceExecutionTime();

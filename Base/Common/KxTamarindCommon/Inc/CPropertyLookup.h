@@ -37,6 +37,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <list>
 #include <unordered_map>
 
@@ -45,7 +47,7 @@
 
 namespace KxTamarind {
 
-class CPropertyLookup : public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CPropertyLookup : public virtual CObjectDataReferenceBase {
 public:
     // Sub-map levels a single search may descend before it gives up.
     static constexpr int kMaxMapNestingDepth = 64;
@@ -85,8 +87,8 @@ private:
 // Not locked: callers serialise all access (it is used on the component
 // shell's thread).
 typedef std::unordered_map<long, std::list<long>> ReferencedObjectMap;
-ReferencedObjectMap& GetReferencedObjectMap();
+KXTAMARIND_API ReferencedObjectMap& GetReferencedObjectMap();
 // Removes all elements of the referenced-object map.
-void ClearReferencedObjectMap();
+KXTAMARIND_API void ClearReferencedObjectMap();
 
 } // namespace KxTamarind
