@@ -8,6 +8,7 @@
 
 #include "platcompat/types.h"
 
+// The start-up object's interface; the host implements it.
 class PLATCOMPAT_API ISwpStartup {
 public:
     virtual ~ISwpStartup() = default;

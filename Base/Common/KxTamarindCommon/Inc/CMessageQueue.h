@@ -30,6 +30,7 @@
 
 namespace KxTamarind {
 
+// One queued message: its id and what WaitAndGetMessage hands the consumer.
 struct tQueueEntry {
     unsigned long long m_ullId;
     unsigned long m_ulMessage;

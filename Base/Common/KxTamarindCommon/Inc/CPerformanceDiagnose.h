@@ -17,6 +17,8 @@
 
 namespace KxTamarind {
 
+// The diagnostics of the overview above as static members, with the
+// statistic and its scope timer as nested classes.
 class KXTAMARIND_API CPerformanceDiagnose {
 public:
     // Running statistic of durations, in seconds. Minimum and maximum start
