@@ -10,6 +10,9 @@
 # KXT_DEB_ARCHITECTURE is the packages' Debian architecture; it defaults to
 # the machine's (dpkg --print-architecture) and is set for cross builds such
 # as -m32.
+if(NOT PROJECT_IS_TOP_LEVEL)
+  return() # packages are made from this project's own build only
+endif()
 set(KXT_DEB_REVISION 1 CACHE STRING "Debian revision of the packages (the -N of 0.1.0-N)")
 set(KXT_DEB_ARCHITECTURE "" CACHE STRING "Debian architecture of the packages (default: the machine's)")
 set(_kxt_deb_arch "${KXT_DEB_ARCHITECTURE}")

@@ -18,7 +18,8 @@ turned into them:
   * a // comment after code on the same line becomes ///<, which documents
     what stands before it;
   * characters that doxygen reads as commands or markup in comment text
-    (backslash @ & $ # % < >) are escaped; clang-format switches are dropped.
+    (backslash @ & $ # % < >) are escaped outside "quoted" text;
+    clang-format switches are dropped.
 
 Every line keeps its place, so doxygen's line numbers are the header's.
 
@@ -36,7 +37,11 @@ SPECIAL = re.compile(r"([\\@&$#%<>])")
 
 
 def escape(text):
-    return SPECIAL.sub(r"\\\1", text)
+    """Escapes outside "quoted" spans (doxygen leaves those as they are)."""
+    parts = text.split('"')
+    for i in range(0, len(parts), 2):
+        parts[i] = SPECIAL.sub(r"\\\1", parts[i])
+    return '"'.join(parts)
 
 
 def trailing_comment_at(line):
