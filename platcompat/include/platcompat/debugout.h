@@ -13,8 +13,12 @@ typedef void (*DebugOutputSink)(const char* text, void* context);
 
 PLATCOMPAT_API void OutputDebugStringA(LPCSTR text);
 PLATCOMPAT_API void OutputDebugStringW(LPCWSTR text);
-inline void OutputDebugString(LPCSTR text) { OutputDebugStringA(text); }
-inline void OutputDebugString(LPCWSTR text) { OutputDebugStringW(text); }
+inline void OutputDebugString(LPCSTR text) {
+    OutputDebugStringA(text);
+}
+inline void OutputDebugString(LPCWSTR text) {
+    OutputDebugStringW(text);
+}
 
 // Installs `sink` (with its context) and returns the previous sink.
 PLATCOMPAT_API DebugOutputSink SetDebugOutputSink(DebugOutputSink sink, void* context);
