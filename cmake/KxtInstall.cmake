@@ -1,18 +1,30 @@
 # Installation: the two shared libraries with their SONAME links, all public
-# headers, a CMake package (find_package(KxTamarindCommonEmbedded CONFIG)
-# gives KxTamarind::Common and KxTamarind::PlatCompat), pkg-config files, and
-# Debian packages through CPack (runtime and development).
+# headers with the generated version header, a CMake package
+# (find_package(KxTamarindCommonEmbedded CONFIG) gives KxTamarind::Common
+# and KxTamarind::PlatCompat), pkg-config files, and the Debian packages
+# (KxtDebian.cmake).
+#
+# Install components, one per Debian package:
+#   runtime_platcompat  libplatcompat.so.N*
+#   runtime_common      libKxTamarindCommonEmbedded.so.N*
+#   development         headers, unversioned .so links, CMake and pkg-config files
+#   kxtool              the kxtool program and its manual page (apps/)
+# `cmake --install <build>` installs them all.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(KXT_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/KxTamarindCommonEmbedded)
 set(KXT_INSTALL_LIBINCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/KxTamarind)
 
-install(TARGETS platcompat KxTamarindCommonEmbedded
-  EXPORT KxTamarindTargets
+# The include directories of the exported targets come from their
+# INSTALL_INTERFACE entries alone (no INCLUDES DESTINATION: it would add them
+# a second time).
+install(TARGETS platcompat EXPORT KxTamarindTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    COMPONENT runtime NAMELINK_COMPONENT development
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${KXT_INSTALL_LIBINCLUDEDIR})
+    COMPONENT runtime_platcompat NAMELINK_COMPONENT development)
+install(TARGETS KxTamarindCommonEmbedded EXPORT KxTamarindTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    COMPONENT runtime_common NAMELINK_COMPONENT development)
 
 # Platform headers: <platcompat.h> and <platcompat/...>.
 install(DIRECTORY platcompat/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -23,8 +35,8 @@ file(GLOB _kxt_public_headers CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/Base/Idl/*.h
   ${PROJECT_SOURCE_DIR}/Base/Interfaces/_Src/*.h
   ${PROJECT_SOURCE_DIR}/Base/Common/Src/*.h)
-install(FILES ${_kxt_public_headers} DESTINATION ${KXT_INSTALL_LIBINCLUDEDIR}
-  COMPONENT development)
+install(FILES ${_kxt_public_headers} ${KXT_GENERATED_INCLUDE_DIR}/KxTamarindVersion.h
+  DESTINATION ${KXT_INSTALL_LIBINCLUDEDIR} COMPONENT development)
 
 install(EXPORT KxTamarindTargets NAMESPACE KxTamarind:: DESTINATION ${KXT_INSTALL_CMAKEDIR}
   FILE KxTamarindCommonEmbeddedTargets.cmake COMPONENT development)
@@ -46,18 +58,4 @@ foreach(_pc platcompat KxTamarindCommonEmbedded)
     COMPONENT development)
 endforeach()
 
-set(CPACK_PACKAGE_NAME kxtamarind-common)
-set(CPACK_PACKAGE_VENDOR "KxTamarind")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Common base library of the KxTamarind component framework")
-set(CPACK_PACKAGE_CONTACT "KxTamarind developers <dev@kxtamarind.local>")
-set(CPACK_GENERATOR DEB)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkxtamarind-common0)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6, libstdc++6")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkxtamarind-common-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkxtamarind-common0 (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_COMPONENTS_ALL runtime development)
-include(CPack)
+include(cmake/KxtDebian.cmake)

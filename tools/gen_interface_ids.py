@@ -190,9 +190,9 @@ def check_full_declarations(output_dir):
             fail("%s is in FULLY_DECLARED but %s does not exist" % (name, path))
         with open(path, encoding="utf-8") as f:
             text = squash(f.read())
-        if ("struct %s : public IUnknown {" % name) not in text:
-            fail("%s does not define struct %s : public IUnknown" % (path, name))
-        holder = "template <> const GUID hold_uuidof<KxTamarind::%s>::__IID;" % name
+        if ("struct KXTAMARIND_API %s : public IUnknown {" % name) not in text:
+            fail("%s does not define struct KXTAMARIND_API %s : public IUnknown" % (path, name))
+        holder = "template <> KXTAMARIND_API const GUID hold_uuidof<KxTamarind::%s>::__IID;" % name
         if holder not in text:
             fail("%s does not declare the holder of %s" % (path, name))
     print("full declarations: %s" % ", ".join(FULLY_DECLARED))
@@ -225,13 +225,14 @@ def make_ids_header(names):
         "// this library so that every module of the firmware agrees on the values, and a\n"
         "// catalogue that finds an identifier by the interface's name.\n",
         generated_note("the three files it writes"),
-        "#pragma once\n\n#include <platcompat.h>\n\n#include <cstddef>\n\n",
+        "#pragma once\n\n#include <platcompat.h>\n\n#include \"KxExport.h\"\n\n"
+        "#include <cstddef>\n\n",
         "namespace KxTamarind {\n\n",
         "// The interfaces; KxInterfaces.h gives each a declared type.\n",
     ]
     out += ["struct %s;\n" % name for name in names]
     out.append("\n// The identifiers, constant from load on (they need no initialisation code).\n")
-    out += ["extern const IID IID_%s;\n" % name for name in names]
+    out += ["extern KXTAMARIND_API const IID IID_%s;\n" % name for name in names]
     out.append(
         "\n"
         "// One entry of the catalogue: the interface's bare name and its identifier.\n"
@@ -243,18 +244,19 @@ def make_ids_header(names):
         "// The catalogue of all interfaces, sorted by name (byte order, as strcmp);\n"
         "// stores the number of entries in *count unless count is null. The array is\n"
         "// constant and lives as long as the library; safe from any thread.\n"
-        "const KxInterfaceIdEntry* GetInterfaceIdCatalogue(std::size_t* count);\n"
+        "KXTAMARIND_API const KxInterfaceIdEntry* GetInterfaceIdCatalogue(std::size_t* count);\n"
         "\n"
         "// The identifier of the interface with this bare name (exact, case-sensitive,\n"
         "// e.g. \"IKXObjectRegistration\"); null when name is null or no interface of\n"
         "// the catalogue has that name. Safe from any thread.\n"
-        "const IID* FindInterfaceId(const char* name);\n"
+        "KXTAMARIND_API const IID* FindInterfaceId(const char* name);\n"
         "\n"
         "} // namespace KxTamarind\n"
         "\n"
         "// The identifier holders behind __uuidof(KxTamarind::<Name>).\n")
     for name in names:
-        out.append("template <>\nconst GUID hold_uuidof<KxTamarind::%s>::__IID;\n" % name)
+        out.append("template <>\nKXTAMARIND_API const GUID hold_uuidof<KxTamarind::%s>::__IID;\n"
+                   % name)
     return "".join(out)
 
 
@@ -269,7 +271,7 @@ def make_interfaces_header(names):
     ]
     out += ["#include \"%s.h\"\n" % name for name in sorted(FULLY_DECLARED)]
     out.append("\nnamespace KxTamarind {\n\n")
-    out += ["struct %s : public IUnknown {};\n" % name for name in names
+    out += ["struct KXTAMARIND_API %s : public IUnknown {};\n" % name for name in names
             if name not in FULLY_DECLARED]
     out.append("\n} // namespace KxTamarind\n")
     return "".join(out)

@@ -10,6 +10,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
 // Defined with the component description outside this library; only
@@ -17,7 +19,7 @@ namespace KxTamarind {
 struct LinkageData;
 struct ConfigFrequency;
 
-struct IKXCoClassInfo : public IUnknown {
+struct KXTAMARIND_API IKXCoClassInfo : public IUnknown {
     STDMETHOD(GetIdentification)(wchar_t** pName, GUID* pClsid, wchar_t** pText) = 0; // 1
     STDMETHOD(QueryAllInterfacesDescription)
     (long* pCount, GUID** ppIids,
@@ -41,4 +43,4 @@ struct IKXCoClassInfo : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXCoClassInfo>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXCoClassInfo>::__IID;

@@ -6,11 +6,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "IKXLinkage.h"
 
 namespace KxTamarind {
 
-struct IKXComponentManagement : public IUnknown {
+struct KXTAMARIND_API IKXComponentManagement : public IUnknown {
     STDMETHOD(PutReferences)
     (IUnknown* pSupervisor, IKXLinkage* pLinkage, long navigationHandle,
      long logicalLocation) = 0;                                 // 1
@@ -94,4 +96,4 @@ struct IKXComponentManagement : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXComponentManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXComponentManagement>::__IID;

@@ -7,6 +7,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
 // One info message to be registered: a plain record passed by value in
@@ -17,7 +19,7 @@ struct KxInfoMessageData {
     GUID MessageGuid;  // identity of the message across applications
 };
 
-struct IKXInfoControlling : public IUnknown {
+struct KXTAMARIND_API IKXInfoControlling : public IUnknown {
     // Adds `count` records from `pMessages` to the application's message
     // list; the records are copied, the array stays the caller's.
     STDMETHOD(RegisterMessages)(long count, KxInfoMessageData* pMessages) = 0; // 1
@@ -26,4 +28,4 @@ struct IKXInfoControlling : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInfoControlling>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInfoControlling>::__IID;

@@ -7,11 +7,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "KxIdentificationData.h"
 
 namespace KxTamarind {
 
-struct IKXInterfaceEnumeration : public IUnknown {
+struct KXTAMARIND_API IKXInterfaceEnumeration : public IUnknown {
     STDMETHOD(Next)(long celt, long* pFetched, InterfaceIdentificationData* pArray) = 0; // 1
     STDMETHOD(Skip)(long celt) = 0;                                                      // 2
     STDMETHOD(Reset)() = 0;                                                              // 3
@@ -21,4 +23,4 @@ struct IKXInterfaceEnumeration : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInterfaceEnumeration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInterfaceEnumeration>::__IID;

@@ -9,12 +9,14 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "IKXInterfaceEnumeration.h"
 #include "KxIdentificationData.h"
 
 namespace KxTamarind {
 
-struct IKXInterfaceRegistration : public IUnknown {
+struct KXTAMARIND_API IKXInterfaceRegistration : public IUnknown {
     // Publishes pData->pIUnknown under pData->Iid; the registry takes its own
     // reference and its own copy of the name.
     STDMETHOD(RegisterInterface)(InterfaceIdentificationData* pData) = 0; // 1
@@ -34,4 +36,4 @@ struct IKXInterfaceRegistration : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInterfaceRegistration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInterfaceRegistration>::__IID;

@@ -7,9 +7,11 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
-struct IKXLinkage : public IUnknown {
+struct KXTAMARIND_API IKXLinkage : public IUnknown {
     STDMETHOD(Reserved1)() = 0;
     // 2: registers an object under its GUID and navigation handle: S_OK when
     // registered, S_FALSE when the GUID is already taken, else a failure.

@@ -6,9 +6,11 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
-struct IKXNotificationSink : public IUnknown {
+struct KXTAMARIND_API IKXNotificationSink : public IUnknown {
     STDMETHOD(Execute)(long code) = 0;                // 1
     STDMETHOD(DetachNotificationSink)(long code) = 0; // 2
 };
@@ -16,4 +18,4 @@ struct IKXNotificationSink : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXNotificationSink>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXNotificationSink>::__IID;

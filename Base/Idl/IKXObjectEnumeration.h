@@ -7,11 +7,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "KxIdentificationData.h"
 
 namespace KxTamarind {
 
-struct IKXObjectEnumeration : public IUnknown {
+struct KXTAMARIND_API IKXObjectEnumeration : public IUnknown {
     STDMETHOD(Next)(long celt, long* pFetched, ObjectIdentificationData* pArray) = 0; // 1
     STDMETHOD(Skip)(long celt) = 0;                                                   // 2
     STDMETHOD(Reset)() = 0;                                                           // 3
@@ -21,4 +23,4 @@ struct IKXObjectEnumeration : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXObjectEnumeration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXObjectEnumeration>::__IID;

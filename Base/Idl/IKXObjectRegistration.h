@@ -8,12 +8,14 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "IKXObjectEnumeration.h"
 #include "KxIdentificationData.h"
 
 namespace KxTamarind {
 
-struct IKXObjectRegistration : public IUnknown {
+struct KXTAMARIND_API IKXObjectRegistration : public IUnknown {
     STDMETHOD(RegisterObject)(ObjectIdentificationData* pData) = 0;                         // 1
     STDMETHOD(UnregisterObject)(GUID* pObjectGuid, long instanceNumber) = 0;                // 2
     STDMETHOD(GetObject)(GUID* pObjectGuid, long instanceNumber, IUnknown** ppUnknown) = 0; // 3
@@ -31,4 +33,4 @@ struct IKXObjectRegistration : public IUnknown {
 } // namespace KxTamarind
 
 template <>
-const GUID hold_uuidof<KxTamarind::IKXObjectRegistration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXObjectRegistration>::__IID;

@@ -11,6 +11,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <cstddef>
 
 namespace KxTamarind {
@@ -152,140 +154,140 @@ struct IKXWebEngine;
 struct IKXWebPageProvider;
 
 // The identifiers, constant from load on (they need no initialisation code).
-extern const IID IID_IKXAnnouncementManagementObservation;
-extern const IID IID_IKXAnnouncementViewConfiguration;
-extern const IID IID_IKXCoClassInfo;
-extern const IID IID_IKXComponentCheck;
-extern const IID IID_IKXComponentManagement;
-extern const IID IID_IKXDatabaseGroupNavigation;
-extern const IID IID_IKXDatabaseManagement;
-extern const IID IID_IKXDeviceFootprint;
-extern const IID IID_IKXDeviceFootprintProvider;
-extern const IID IID_IKXDnsSdServices;
-extern const IID IID_IKXDriverAdapterManagement;
-extern const IID IID_IKXEnvironmentServicesFilesystem;
-extern const IID IID_IKXFwApplicationEventControl;
-extern const IID IID_IKXFwApplicationInformation;
-extern const IID IID_IKXFwApplicationManagement;
-extern const IID IID_IKXFwManagementEventControl;
-extern const IID IID_IKXGuiViewerRemoteExportRegistration;
-extern const IID IID_IKXHiSlipServer;
-extern const IID IID_IKXInfoControlling;
-extern const IID IID_IKXInfoManagement;
-extern const IID IID_IKXInstallationRemoteControl;
-extern const IID IID_IKXInstrumentSetupManagement;
-extern const IID IID_IKXInstrumentSetupRemoteSupportSink;
-extern const IID IID_IKXInterfaceEnumeration;
-extern const IID IID_IKXInterfaceRegistration;
-extern const IID IID_IKXLanEventHandler;
-extern const IID IID_IKXLanServices;
-extern const IID IID_IKXLedManagement;
-extern const IID IID_IKXLogicalInstrumentControl;
-extern const IID IID_IKXLogicalInstrumentFeedback;
-extern const IID IID_IKXLogicalInstrumentInformation;
-extern const IID IID_IKXLogicalInstrumentManagement;
-extern const IID IID_IKXLogicalInstrumentServices;
-extern const IID IID_IKXLxiChannel;
-extern const IID IID_IKXLxiChannel1588;
-extern const IID IID_IKXLxiChannel1588AlarmHandler;
-extern const IID IID_IKXLxiChannelHwTrigger;
-extern const IID IID_IKXLxiChannelLanEvents;
-extern const IID IID_IKXLxiEngine;
-extern const IID IID_IKXLxiEventLog;
-extern const IID IID_IKXLxiLanEventHandler;
-extern const IID IID_IKXLxiObserver;
-extern const IID IID_IKXLxiSync;
-extern const IID IID_IKXLxiSyncArm;
-extern const IID IID_IKXLxiSyncArmAlarmProperty;
-extern const IID IID_IKXLxiSyncArmAlarms;
-extern const IID IID_IKXLxiSyncArmSourceProperty;
-extern const IID IID_IKXLxiSyncArmSources;
-extern const IID IID_IKXLxiSyncCapabilityManagement;
-extern const IID IID_IKXLxiSyncCapabilityProperty;
-extern const IID IID_IKXLxiSyncEventLog;
-extern const IID IID_IKXLxiSyncEventProperty;
-extern const IID IID_IKXLxiSyncEvents;
-extern const IID IID_IKXLxiSyncTime;
-extern const IID IID_IKXLxiSyncTrigger;
-extern const IID IID_IKXLxiSyncTriggerAlarmProperty;
-extern const IID IID_IKXLxiSyncTriggerAlarms;
-extern const IID IID_IKXLxiSyncTriggerSourceProperty;
-extern const IID IID_IKXLxiSyncTriggerSources;
-extern const IID IID_IKXLxiTriggerEventEngine;
-extern const IID IID_IKXLxiTriggerEventHandler;
-extern const IID IID_IKXLxiTriggerEventInstance;
-extern const IID IID_IKXLxiTriggerEventWebAccess;
-extern const IID IID_IKXNotificationRegistration;
-extern const IID IID_IKXNotificationSink;
-extern const IID IID_IKXObjectEnumeration;
-extern const IID IID_IKXObjectRegistration;
-extern const IID IID_IKXProdDefSource;
-extern const IID IID_IKXProdDescrSource;
-extern const IID IID_IKXRemoteTreeInformation;
-extern const IID IID_IKXRemoteViewInformation;
-extern const IID IID_IKXSaveRecallManagement;
-extern const IID IID_IKXScalarPropertyAccess;
-extern const IID IID_IKXScpiAccessControl;
-extern const IID IID_IKXScpiAction;
-extern const IID IID_IKXScpiBlockData;
-extern const IID IID_IKXScpiChannel;
-extern const IID IID_IKXScpiChannelManagement;
-extern const IID IID_IKXScpiChannelServiceProvider;
-extern const IID IID_IKXScpiCharacterEnum;
-extern const IID IID_IKXScpiCommands;
-extern const IID IID_IKXScpiCommonCommands;
-extern const IID IID_IKXScpiController;
-extern const IID IID_IKXScpiDeviceEnumeration;
-extern const IID IID_IKXScpiDeviceHandler;
-extern const IID IID_IKXScpiDeviceManagement;
-extern const IID IID_IKXScpiEmulationCallback;
-extern const IID IID_IKXScpiErrorManagement;
-extern const IID IID_IKXScpiExecutionSink;
-extern const IID IID_IKXScpiGroup;
-extern const IID IID_IKXScpiInputBuffer;
-extern const IID IID_IKXScpiInstrumentLocking;
-extern const IID IID_IKXScpiKernel4882;
-extern const IID IID_IKXScpiKernelMassMem;
-extern const IID IID_IKXScpiKernelMassMemCallback;
-extern const IID IID_IKXScpiLifeCycle;
-extern const IID IID_IKXScpiMapper;
-extern const IID IID_IKXScpiMultichannelAdministration;
-extern const IID IID_IKXScpiMultichannelEventObserver;
-extern const IID IID_IKXScpiMultichannelFunctionality;
-extern const IID IID_IKXScpiMultichannelParser;
-extern const IID IID_IKXScpiNode;
-extern const IID IID_IKXScpiOperation;
-extern const IID IID_IKXScpiOutputBuffer;
-extern const IID IID_IKXScpiParser;
-extern const IID IID_IKXScpiParserEnumeration;
-extern const IID IID_IKXScpiParserInformation;
-extern const IID IID_IKXScpiParserLanguage;
-extern const IID IID_IKXScpiParserManagement;
-extern const IID IID_IKXScpiRemoteControl;
-extern const IID IID_IKXScpiStatusEnumeration;
-extern const IID IID_IKXScpiStatusManagement;
-extern const IID IID_IKXScpiStatusRegister;
-extern const IID IID_IKXScpiStatusRegisterExtended;
-extern const IID IID_IKXScpiStatusTree;
-extern const IID IID_IKXScpiSubsystemFormat;
-extern const IID IID_IKXScpiTraceConfiguration;
-extern const IID IID_IKXScpiTraceControl;
-extern const IID IID_IKXScpiTraceManagement;
-extern const IID IID_IKXScpiTraceNotificationSink;
-extern const IID IID_IKXScpiTree;
-extern const IID IID_IKXScpiUnitSubsystem;
-extern const IID IID_IKXScpiUnitSuffix;
-extern const IID IID_IKXScpiWeb;
-extern const IID IID_IKXSetupProperties;
-extern const IID IID_IKXTimeDateControl;
-extern const IID IID_IKXTimerManagement;
-extern const IID IID_IKXToolComponentNavigation;
-extern const IID IID_IKXUnitManagement;
-extern const IID IID_IKXUseCaseInformation;
-extern const IID IID_IKXVncControlSettings;
-extern const IID IID_IKXVxi11Server;
-extern const IID IID_IKXWebEngine;
-extern const IID IID_IKXWebPageProvider;
+extern KXTAMARIND_API const IID IID_IKXAnnouncementManagementObservation;
+extern KXTAMARIND_API const IID IID_IKXAnnouncementViewConfiguration;
+extern KXTAMARIND_API const IID IID_IKXCoClassInfo;
+extern KXTAMARIND_API const IID IID_IKXComponentCheck;
+extern KXTAMARIND_API const IID IID_IKXComponentManagement;
+extern KXTAMARIND_API const IID IID_IKXDatabaseGroupNavigation;
+extern KXTAMARIND_API const IID IID_IKXDatabaseManagement;
+extern KXTAMARIND_API const IID IID_IKXDeviceFootprint;
+extern KXTAMARIND_API const IID IID_IKXDeviceFootprintProvider;
+extern KXTAMARIND_API const IID IID_IKXDnsSdServices;
+extern KXTAMARIND_API const IID IID_IKXDriverAdapterManagement;
+extern KXTAMARIND_API const IID IID_IKXEnvironmentServicesFilesystem;
+extern KXTAMARIND_API const IID IID_IKXFwApplicationEventControl;
+extern KXTAMARIND_API const IID IID_IKXFwApplicationInformation;
+extern KXTAMARIND_API const IID IID_IKXFwApplicationManagement;
+extern KXTAMARIND_API const IID IID_IKXFwManagementEventControl;
+extern KXTAMARIND_API const IID IID_IKXGuiViewerRemoteExportRegistration;
+extern KXTAMARIND_API const IID IID_IKXHiSlipServer;
+extern KXTAMARIND_API const IID IID_IKXInfoControlling;
+extern KXTAMARIND_API const IID IID_IKXInfoManagement;
+extern KXTAMARIND_API const IID IID_IKXInstallationRemoteControl;
+extern KXTAMARIND_API const IID IID_IKXInstrumentSetupManagement;
+extern KXTAMARIND_API const IID IID_IKXInstrumentSetupRemoteSupportSink;
+extern KXTAMARIND_API const IID IID_IKXInterfaceEnumeration;
+extern KXTAMARIND_API const IID IID_IKXInterfaceRegistration;
+extern KXTAMARIND_API const IID IID_IKXLanEventHandler;
+extern KXTAMARIND_API const IID IID_IKXLanServices;
+extern KXTAMARIND_API const IID IID_IKXLedManagement;
+extern KXTAMARIND_API const IID IID_IKXLogicalInstrumentControl;
+extern KXTAMARIND_API const IID IID_IKXLogicalInstrumentFeedback;
+extern KXTAMARIND_API const IID IID_IKXLogicalInstrumentInformation;
+extern KXTAMARIND_API const IID IID_IKXLogicalInstrumentManagement;
+extern KXTAMARIND_API const IID IID_IKXLogicalInstrumentServices;
+extern KXTAMARIND_API const IID IID_IKXLxiChannel;
+extern KXTAMARIND_API const IID IID_IKXLxiChannel1588;
+extern KXTAMARIND_API const IID IID_IKXLxiChannel1588AlarmHandler;
+extern KXTAMARIND_API const IID IID_IKXLxiChannelHwTrigger;
+extern KXTAMARIND_API const IID IID_IKXLxiChannelLanEvents;
+extern KXTAMARIND_API const IID IID_IKXLxiEngine;
+extern KXTAMARIND_API const IID IID_IKXLxiEventLog;
+extern KXTAMARIND_API const IID IID_IKXLxiLanEventHandler;
+extern KXTAMARIND_API const IID IID_IKXLxiObserver;
+extern KXTAMARIND_API const IID IID_IKXLxiSync;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncArm;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncArmAlarmProperty;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncArmAlarms;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncArmSourceProperty;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncArmSources;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncCapabilityManagement;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncCapabilityProperty;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncEventLog;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncEventProperty;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncEvents;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncTime;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncTrigger;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncTriggerAlarmProperty;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncTriggerAlarms;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncTriggerSourceProperty;
+extern KXTAMARIND_API const IID IID_IKXLxiSyncTriggerSources;
+extern KXTAMARIND_API const IID IID_IKXLxiTriggerEventEngine;
+extern KXTAMARIND_API const IID IID_IKXLxiTriggerEventHandler;
+extern KXTAMARIND_API const IID IID_IKXLxiTriggerEventInstance;
+extern KXTAMARIND_API const IID IID_IKXLxiTriggerEventWebAccess;
+extern KXTAMARIND_API const IID IID_IKXNotificationRegistration;
+extern KXTAMARIND_API const IID IID_IKXNotificationSink;
+extern KXTAMARIND_API const IID IID_IKXObjectEnumeration;
+extern KXTAMARIND_API const IID IID_IKXObjectRegistration;
+extern KXTAMARIND_API const IID IID_IKXProdDefSource;
+extern KXTAMARIND_API const IID IID_IKXProdDescrSource;
+extern KXTAMARIND_API const IID IID_IKXRemoteTreeInformation;
+extern KXTAMARIND_API const IID IID_IKXRemoteViewInformation;
+extern KXTAMARIND_API const IID IID_IKXSaveRecallManagement;
+extern KXTAMARIND_API const IID IID_IKXScalarPropertyAccess;
+extern KXTAMARIND_API const IID IID_IKXScpiAccessControl;
+extern KXTAMARIND_API const IID IID_IKXScpiAction;
+extern KXTAMARIND_API const IID IID_IKXScpiBlockData;
+extern KXTAMARIND_API const IID IID_IKXScpiChannel;
+extern KXTAMARIND_API const IID IID_IKXScpiChannelManagement;
+extern KXTAMARIND_API const IID IID_IKXScpiChannelServiceProvider;
+extern KXTAMARIND_API const IID IID_IKXScpiCharacterEnum;
+extern KXTAMARIND_API const IID IID_IKXScpiCommands;
+extern KXTAMARIND_API const IID IID_IKXScpiCommonCommands;
+extern KXTAMARIND_API const IID IID_IKXScpiController;
+extern KXTAMARIND_API const IID IID_IKXScpiDeviceEnumeration;
+extern KXTAMARIND_API const IID IID_IKXScpiDeviceHandler;
+extern KXTAMARIND_API const IID IID_IKXScpiDeviceManagement;
+extern KXTAMARIND_API const IID IID_IKXScpiEmulationCallback;
+extern KXTAMARIND_API const IID IID_IKXScpiErrorManagement;
+extern KXTAMARIND_API const IID IID_IKXScpiExecutionSink;
+extern KXTAMARIND_API const IID IID_IKXScpiGroup;
+extern KXTAMARIND_API const IID IID_IKXScpiInputBuffer;
+extern KXTAMARIND_API const IID IID_IKXScpiInstrumentLocking;
+extern KXTAMARIND_API const IID IID_IKXScpiKernel4882;
+extern KXTAMARIND_API const IID IID_IKXScpiKernelMassMem;
+extern KXTAMARIND_API const IID IID_IKXScpiKernelMassMemCallback;
+extern KXTAMARIND_API const IID IID_IKXScpiLifeCycle;
+extern KXTAMARIND_API const IID IID_IKXScpiMapper;
+extern KXTAMARIND_API const IID IID_IKXScpiMultichannelAdministration;
+extern KXTAMARIND_API const IID IID_IKXScpiMultichannelEventObserver;
+extern KXTAMARIND_API const IID IID_IKXScpiMultichannelFunctionality;
+extern KXTAMARIND_API const IID IID_IKXScpiMultichannelParser;
+extern KXTAMARIND_API const IID IID_IKXScpiNode;
+extern KXTAMARIND_API const IID IID_IKXScpiOperation;
+extern KXTAMARIND_API const IID IID_IKXScpiOutputBuffer;
+extern KXTAMARIND_API const IID IID_IKXScpiParser;
+extern KXTAMARIND_API const IID IID_IKXScpiParserEnumeration;
+extern KXTAMARIND_API const IID IID_IKXScpiParserInformation;
+extern KXTAMARIND_API const IID IID_IKXScpiParserLanguage;
+extern KXTAMARIND_API const IID IID_IKXScpiParserManagement;
+extern KXTAMARIND_API const IID IID_IKXScpiRemoteControl;
+extern KXTAMARIND_API const IID IID_IKXScpiStatusEnumeration;
+extern KXTAMARIND_API const IID IID_IKXScpiStatusManagement;
+extern KXTAMARIND_API const IID IID_IKXScpiStatusRegister;
+extern KXTAMARIND_API const IID IID_IKXScpiStatusRegisterExtended;
+extern KXTAMARIND_API const IID IID_IKXScpiStatusTree;
+extern KXTAMARIND_API const IID IID_IKXScpiSubsystemFormat;
+extern KXTAMARIND_API const IID IID_IKXScpiTraceConfiguration;
+extern KXTAMARIND_API const IID IID_IKXScpiTraceControl;
+extern KXTAMARIND_API const IID IID_IKXScpiTraceManagement;
+extern KXTAMARIND_API const IID IID_IKXScpiTraceNotificationSink;
+extern KXTAMARIND_API const IID IID_IKXScpiTree;
+extern KXTAMARIND_API const IID IID_IKXScpiUnitSubsystem;
+extern KXTAMARIND_API const IID IID_IKXScpiUnitSuffix;
+extern KXTAMARIND_API const IID IID_IKXScpiWeb;
+extern KXTAMARIND_API const IID IID_IKXSetupProperties;
+extern KXTAMARIND_API const IID IID_IKXTimeDateControl;
+extern KXTAMARIND_API const IID IID_IKXTimerManagement;
+extern KXTAMARIND_API const IID IID_IKXToolComponentNavigation;
+extern KXTAMARIND_API const IID IID_IKXUnitManagement;
+extern KXTAMARIND_API const IID IID_IKXUseCaseInformation;
+extern KXTAMARIND_API const IID IID_IKXVncControlSettings;
+extern KXTAMARIND_API const IID IID_IKXVxi11Server;
+extern KXTAMARIND_API const IID IID_IKXWebEngine;
+extern KXTAMARIND_API const IID IID_IKXWebPageProvider;
 
 // One entry of the catalogue: the interface's bare name and its identifier.
 struct KxInterfaceIdEntry {
@@ -296,281 +298,281 @@ struct KxInterfaceIdEntry {
 // The catalogue of all interfaces, sorted by name (byte order, as strcmp);
 // stores the number of entries in *count unless count is null. The array is
 // constant and lives as long as the library; safe from any thread.
-const KxInterfaceIdEntry* GetInterfaceIdCatalogue(std::size_t* count);
+KXTAMARIND_API const KxInterfaceIdEntry* GetInterfaceIdCatalogue(std::size_t* count);
 
 // The identifier of the interface with this bare name (exact, case-sensitive,
 // e.g. "IKXObjectRegistration"); null when name is null or no interface of
 // the catalogue has that name. Safe from any thread.
-const IID* FindInterfaceId(const char* name);
+KXTAMARIND_API const IID* FindInterfaceId(const char* name);
 
 } // namespace KxTamarind
 
 // The identifier holders behind __uuidof(KxTamarind::<Name>).
 template <>
-const GUID hold_uuidof<KxTamarind::IKXAnnouncementManagementObservation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXAnnouncementManagementObservation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXAnnouncementViewConfiguration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXAnnouncementViewConfiguration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXCoClassInfo>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXCoClassInfo>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXComponentCheck>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXComponentCheck>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXComponentManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXComponentManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXDatabaseGroupNavigation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXDatabaseGroupNavigation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXDatabaseManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXDatabaseManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXDeviceFootprint>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXDeviceFootprint>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXDeviceFootprintProvider>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXDeviceFootprintProvider>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXDnsSdServices>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXDnsSdServices>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXDriverAdapterManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXDriverAdapterManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXEnvironmentServicesFilesystem>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXEnvironmentServicesFilesystem>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXFwApplicationEventControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXFwApplicationEventControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXFwApplicationInformation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXFwApplicationInformation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXFwApplicationManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXFwApplicationManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXFwManagementEventControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXFwManagementEventControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXGuiViewerRemoteExportRegistration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXGuiViewerRemoteExportRegistration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXHiSlipServer>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXHiSlipServer>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInfoControlling>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInfoControlling>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInfoManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInfoManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInstallationRemoteControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInstallationRemoteControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInstrumentSetupManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInstrumentSetupManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInstrumentSetupRemoteSupportSink>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInstrumentSetupRemoteSupportSink>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInterfaceEnumeration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInterfaceEnumeration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXInterfaceRegistration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXInterfaceRegistration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLanEventHandler>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLanEventHandler>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLanServices>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLanServices>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLedManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLedManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentFeedback>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentFeedback>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentInformation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentInformation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentServices>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLogicalInstrumentServices>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiChannel>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiChannel>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiChannel1588>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiChannel1588>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiChannel1588AlarmHandler>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiChannel1588AlarmHandler>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiChannelHwTrigger>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiChannelHwTrigger>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiChannelLanEvents>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiChannelLanEvents>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiEngine>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiEngine>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiEventLog>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiEventLog>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiLanEventHandler>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiLanEventHandler>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiObserver>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiObserver>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSync>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSync>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncArm>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncArm>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmAlarmProperty>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmAlarmProperty>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmAlarms>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmAlarms>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmSourceProperty>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmSourceProperty>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmSources>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncArmSources>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncCapabilityManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncCapabilityManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncCapabilityProperty>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncCapabilityProperty>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncEventLog>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncEventLog>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncEventProperty>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncEventProperty>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncEvents>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncEvents>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncTime>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncTime>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncTrigger>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncTrigger>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerAlarmProperty>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerAlarmProperty>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerAlarms>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerAlarms>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerSourceProperty>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerSourceProperty>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerSources>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiSyncTriggerSources>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventEngine>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventEngine>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventHandler>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventHandler>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventInstance>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventInstance>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventWebAccess>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXLxiTriggerEventWebAccess>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXNotificationRegistration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXNotificationRegistration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXNotificationSink>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXNotificationSink>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXObjectEnumeration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXObjectEnumeration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXObjectRegistration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXObjectRegistration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXProdDefSource>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXProdDefSource>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXProdDescrSource>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXProdDescrSource>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXRemoteTreeInformation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXRemoteTreeInformation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXRemoteViewInformation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXRemoteViewInformation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXSaveRecallManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXSaveRecallManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScalarPropertyAccess>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScalarPropertyAccess>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiAccessControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiAccessControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiAction>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiAction>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiBlockData>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiBlockData>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiChannel>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiChannel>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiChannelManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiChannelManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiChannelServiceProvider>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiChannelServiceProvider>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiCharacterEnum>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiCharacterEnum>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiCommands>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiCommands>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiCommonCommands>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiCommonCommands>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiController>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiController>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiDeviceEnumeration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiDeviceEnumeration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiDeviceHandler>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiDeviceHandler>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiDeviceManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiDeviceManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiEmulationCallback>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiEmulationCallback>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiErrorManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiErrorManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiExecutionSink>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiExecutionSink>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiGroup>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiGroup>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiInputBuffer>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiInputBuffer>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiInstrumentLocking>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiInstrumentLocking>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiKernel4882>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiKernel4882>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiKernelMassMem>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiKernelMassMem>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiKernelMassMemCallback>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiKernelMassMemCallback>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiLifeCycle>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiLifeCycle>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiMapper>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiMapper>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelAdministration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelAdministration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelEventObserver>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelEventObserver>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelFunctionality>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelFunctionality>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelParser>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiMultichannelParser>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiNode>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiNode>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiOperation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiOperation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiOutputBuffer>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiOutputBuffer>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiParser>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiParser>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiParserEnumeration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiParserEnumeration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiParserInformation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiParserInformation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiParserLanguage>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiParserLanguage>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiParserManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiParserManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiRemoteControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiRemoteControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiStatusEnumeration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiStatusEnumeration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiStatusManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiStatusManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiStatusRegister>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiStatusRegister>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiStatusRegisterExtended>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiStatusRegisterExtended>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiStatusTree>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiStatusTree>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiSubsystemFormat>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiSubsystemFormat>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiTraceConfiguration>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiTraceConfiguration>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiTraceControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiTraceControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiTraceManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiTraceManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiTraceNotificationSink>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiTraceNotificationSink>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiTree>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiTree>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiUnitSubsystem>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiUnitSubsystem>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiUnitSuffix>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiUnitSuffix>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXScpiWeb>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXScpiWeb>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXSetupProperties>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXSetupProperties>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXTimeDateControl>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXTimeDateControl>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXTimerManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXTimerManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXToolComponentNavigation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXToolComponentNavigation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXUnitManagement>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXUnitManagement>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXUseCaseInformation>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXUseCaseInformation>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXVncControlSettings>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXVncControlSettings>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXVxi11Server>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXVxi11Server>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXWebEngine>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXWebEngine>::__IID;
 template <>
-const GUID hold_uuidof<KxTamarind::IKXWebPageProvider>::__IID;
+KXTAMARIND_API const GUID hold_uuidof<KxTamarind::IKXWebPageProvider>::__IID;

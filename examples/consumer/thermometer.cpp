@@ -58,7 +58,8 @@ int main() {
     }
     try {
         // 4. The shell's part: name it, then drive it up and back down.
-        thermometer->SetObjectName(const_cast<wchar_t*>(L"Thermometer 1"));
+        CComBSTR objectName(L"Thermometer 1");
+        thermometer->SetObjectName(objectName); // copies the text
         GUID objectGuid;
         CoCreateGuid(&objectGuid);
         thermometer->SetObjectGuid(&objectGuid);

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platcompat/hresult.h"
+#include "platcompat/synch.h" // the exported declaration of CloseHandle
 
 namespace platcompat_detail {
 namespace {

@@ -8,9 +8,11 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
-class CKxEvent {
+class KXTAMARIND_API CKxEvent {
 public:
     enum InitialState { InitialState_Signaled = 0, InitialState_NotSignaled = 1 };
     enum ResetMode { ResetMode_Manual = 0, ResetMode_Automatic = 1 };

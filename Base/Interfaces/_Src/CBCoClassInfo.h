@@ -18,12 +18,14 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CObjectDataReference.h"
 #include "IKXCoClassInfo.h"
 
 namespace KxTamarind {
 
-class CBCoClassInfo : public IKXCoClassInfo, public CObjectDataReference {
+class KXTAMARIND_API CBCoClassInfo : public IKXCoClassInfo, public CObjectDataReference {
 public:
     CBCoClassInfo();
 

@@ -26,6 +26,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CObjectData.h"
 #include "CObjectDataReference.h"
 #include "CPropertyLookup.h"
@@ -39,9 +41,9 @@ class CPropertyHelper;
 
 // The property lookup by dispatch id (FindProperty) comes with the third
 // base; it shares the virtual CObjectDataReferenceBase.
-class CBComponentManagement : public IKXComponentManagement,
-                              public CObjectDataReference,
-                              public CPropertyLookup {
+class KXTAMARIND_API CBComponentManagement : public IKXComponentManagement,
+                                             public CObjectDataReference,
+                                             public CPropertyLookup {
 public:
     CBComponentManagement();
 

@@ -23,6 +23,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CInterfaceList.h"
 #include "CObjectDataReferenceBase.h"
 #include "CObjectState.h"
@@ -30,9 +32,9 @@
 
 namespace KxTamarind {
 
-class CBInterfaceEnumeration : public IKXInterfaceEnumeration,
-                               public CObjectState,
-                               public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CBInterfaceEnumeration : public IKXInterfaceEnumeration,
+                                              public CObjectState,
+                                              public virtual CObjectDataReferenceBase {
 public:
     CBInterfaceEnumeration();
 

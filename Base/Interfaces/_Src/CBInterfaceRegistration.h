@@ -26,14 +26,16 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CInterfaceList.h"
 #include "CObjectDataReferenceBase.h"
 #include "IKXInterfaceRegistration.h"
 
 namespace KxTamarind {
 
-class CBInterfaceRegistration : public IKXInterfaceRegistration,
-                                public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CBInterfaceRegistration : public IKXInterfaceRegistration,
+                                               public virtual CObjectDataReferenceBase {
 public:
     CBInterfaceRegistration();
 

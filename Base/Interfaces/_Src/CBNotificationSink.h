@@ -12,12 +12,15 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CObjectDataReferenceBase.h"
 #include "IKXNotificationSink.h"
 
 namespace KxTamarind {
 
-class CBNotificationSink : public IKXNotificationSink, public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CBNotificationSink : public IKXNotificationSink,
+                                          public virtual CObjectDataReferenceBase {
 public:
     CBNotificationSink();
     virtual ~CBNotificationSink();

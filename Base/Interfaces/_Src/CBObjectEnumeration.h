@@ -21,6 +21,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CObjectDataReferenceBase.h"
 #include "CObjectList.h"
 #include "CObjectState.h"
@@ -28,9 +30,9 @@
 
 namespace KxTamarind {
 
-class CBObjectEnumeration : public IKXObjectEnumeration,
-                            public CObjectState,
-                            public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CBObjectEnumeration : public IKXObjectEnumeration,
+                                           public CObjectState,
+                                           public virtual CObjectDataReferenceBase {
 public:
     CBObjectEnumeration();
 

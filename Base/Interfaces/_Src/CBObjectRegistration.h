@@ -22,13 +22,16 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CObjectDataReferenceBase.h"
 #include "CObjectList.h"
 #include "IKXObjectRegistration.h"
 
 namespace KxTamarind {
 
-class CBObjectRegistration : public IKXObjectRegistration, public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CBObjectRegistration : public IKXObjectRegistration,
+                                            public virtual CObjectDataReferenceBase {
 public:
     CBObjectRegistration();
 

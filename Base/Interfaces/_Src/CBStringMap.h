@@ -11,13 +11,15 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <list>
 
 #include "CBStringMapEntry.h"
 
 namespace KxTamarind {
 
-class CBStringMap {
+class KXTAMARIND_API CBStringMap {
 public:
     typedef std::list<CBStringMapEntry> entries;
     typedef entries::const_iterator const_iterator;

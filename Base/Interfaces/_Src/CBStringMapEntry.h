@@ -7,9 +7,11 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
-class CBStringMapEntry {
+class KXTAMARIND_API CBStringMapEntry {
 public:
     CBStringMapEntry();
     // Length-exact copies; null strings stay null.

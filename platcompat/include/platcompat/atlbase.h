@@ -18,7 +18,7 @@
 #include "platcompat/oleauto.h"
 #include "platcompat/types.h"
 
-class CComBSTR {
+class PLATCOMPAT_API CComBSTR {
 public:
     BSTR m_str;
 

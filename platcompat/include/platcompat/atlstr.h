@@ -22,7 +22,7 @@
 
 #include "platcompat/types.h"
 
-class CAtlStringA {
+class PLATCOMPAT_API CAtlStringA {
 public:
     CAtlStringA() = default;
     CAtlStringA(const char* str);
@@ -115,11 +115,11 @@ private:
 
 typedef CAtlStringA CStringA;
 
-CAtlStringA operator+(const CAtlStringA& a, const CAtlStringA& b);
-CAtlStringA operator+(const CAtlStringA& a, const char* b);
-CAtlStringA operator+(const char* a, const CAtlStringA& b);
-CAtlStringA operator+(const CAtlStringA& a, char b);
-CAtlStringA operator+(char a, const CAtlStringA& b);
+PLATCOMPAT_API CAtlStringA operator+(const CAtlStringA& a, const CAtlStringA& b);
+PLATCOMPAT_API CAtlStringA operator+(const CAtlStringA& a, const char* b);
+PLATCOMPAT_API CAtlStringA operator+(const char* a, const CAtlStringA& b);
+PLATCOMPAT_API CAtlStringA operator+(const CAtlStringA& a, char b);
+PLATCOMPAT_API CAtlStringA operator+(char a, const CAtlStringA& b);
 
 inline bool operator==(const CAtlStringA& a, const CAtlStringA& b) {
     return a.Compare(b) == 0;

@@ -17,7 +17,7 @@
 #include "platcompat/hresult.h"
 #include "platcompat/types.h"
 
-class CCriticalSection {
+class PLATCOMPAT_API CCriticalSection {
 public:
     explicit CCriticalSection(bool bRecursive = true);
     ~CCriticalSection();

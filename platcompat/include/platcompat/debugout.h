@@ -11,10 +11,14 @@
 
 typedef void (*DebugOutputSink)(const char* text, void* context);
 
-void OutputDebugStringA(LPCSTR text);
-void OutputDebugStringW(LPCWSTR text);
-inline void OutputDebugString(LPCSTR text) { OutputDebugStringA(text); }
-inline void OutputDebugString(LPCWSTR text) { OutputDebugStringW(text); }
+PLATCOMPAT_API void OutputDebugStringA(LPCSTR text);
+PLATCOMPAT_API void OutputDebugStringW(LPCWSTR text);
+inline void OutputDebugString(LPCSTR text) {
+    OutputDebugStringA(text);
+}
+inline void OutputDebugString(LPCWSTR text) {
+    OutputDebugStringW(text);
+}
 
 // Installs `sink` (with its context) and returns the previous sink.
-DebugOutputSink SetDebugOutputSink(DebugOutputSink sink, void* context);
+PLATCOMPAT_API DebugOutputSink SetDebugOutputSink(DebugOutputSink sink, void* context);

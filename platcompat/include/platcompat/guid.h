@@ -22,22 +22,32 @@ typedef const GUID& REFGUID;
 typedef const IID& REFIID;
 typedef const CLSID& REFCLSID;
 
-extern const GUID GUID_NULL;
-extern const IID IID_IUnknown; // {00000000-0000-0000-C000-000000000046}
+extern PLATCOMPAT_API const GUID GUID_NULL;
+extern PLATCOMPAT_API const IID IID_IUnknown; // {00000000-0000-0000-C000-000000000046}
 
 // Byte-wise equality of all 16 bytes.
-inline bool IsEqualGUID(REFGUID a, REFGUID b) { return std::memcmp(&a, &b, sizeof(GUID)) == 0; }
-inline bool IsEqualIID(REFIID a, REFIID b) { return IsEqualGUID(a, b); }
-inline bool IsEqualCLSID(REFCLSID a, REFCLSID b) { return IsEqualGUID(a, b); }
-inline bool operator==(REFGUID a, REFGUID b) { return IsEqualGUID(a, b); }
-inline bool operator!=(REFGUID a, REFGUID b) { return !IsEqualGUID(a, b); }
+inline bool IsEqualGUID(REFGUID a, REFGUID b) {
+    return std::memcmp(&a, &b, sizeof(GUID)) == 0;
+}
+inline bool IsEqualIID(REFIID a, REFIID b) {
+    return IsEqualGUID(a, b);
+}
+inline bool IsEqualCLSID(REFCLSID a, REFCLSID b) {
+    return IsEqualGUID(a, b);
+}
+inline bool operator==(REFGUID a, REFGUID b) {
+    return IsEqualGUID(a, b);
+}
+inline bool operator!=(REFGUID a, REFGUID b) {
+    return !IsEqualGUID(a, b);
+}
 
 // The root of every interface. It has exactly its three virtual operations
 // and no virtual destructor, so that every interface's table of operations
 // starts with QueryInterface, AddRef, Release and nothing else: the slot
 // orders are binary contracts with modules built separately. Objects are
 // destroyed by their own Release, never by `delete` through this type.
-struct IUnknown {
+struct PLATCOMPAT_API IUnknown {
     virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppvObject) = 0;
     virtual ULONG STDMETHODCALLTYPE AddRef() = 0;
     virtual ULONG STDMETHODCALLTYPE Release() = 0;
@@ -54,11 +64,11 @@ typedef IUnknown* LPUNKNOWN;
 //   header: template <> const GUID hold_uuidof<IFoo>::__IID;
 //   source: template <> const GUID hold_uuidof<IFoo>::__IID = {...};
 template <class T>
-struct hold_uuidof {
+struct PLATCOMPAT_API hold_uuidof {
     static const GUID __IID;
 };
 template <>
-const GUID hold_uuidof<IUnknown>::__IID;
+PLATCOMPAT_API const GUID hold_uuidof<IUnknown>::__IID;
 
 // __uuidof(Type) names the identifier of an interface type.
 #define __uuidof(T) (hold_uuidof<T>::__IID)

@@ -10,11 +10,11 @@
 #define SUCCEEDED(hr) (((HRESULT)(hr)) >= 0)
 #define FAILED(hr) (((HRESULT)(hr)) < 0)
 #define IS_ERROR(status) (((std::uint32_t)(status)) >> 31 == 1)
-#define HRESULT_CODE(hr) ((hr) & 0xFFFF)
+#define HRESULT_CODE(hr) ((hr)&0xFFFF)
 #define HRESULT_FACILITY(hr) (((hr) >> 16) & 0x1FFF)
 #define HRESULT_SEVERITY(hr) (((hr) >> 31) & 0x1)
-#define MAKE_HRESULT(sev, fac, code)                                                              \
-    ((HRESULT)(((std::uint32_t)(sev) << 31) | ((std::uint32_t)(fac) << 16) |                      \
+#define MAKE_HRESULT(sev, fac, code)                                                               \
+    ((HRESULT)(((std::uint32_t)(sev) << 31) | ((std::uint32_t)(fac) << 16) |                       \
                ((std::uint32_t)(code))))
 
 constexpr int FACILITY_NULL = 0;
@@ -88,5 +88,5 @@ constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 constexpr DWORD ERROR_TIMEOUT = 1460;
 
 // The calling thread's last error, kept per thread as on Win32.
-DWORD GetLastError();
-void SetLastError(DWORD error);
+PLATCOMPAT_API DWORD GetLastError();
+PLATCOMPAT_API void SetLastError(DWORD error);

@@ -8,12 +8,12 @@
 // CoTaskMemAlloc(0) returns a valid, unique pointer (as on Windows) that
 // CoTaskMemFree accepts; a failed allocation returns NULL. CoTaskMemFree(NULL)
 // does nothing. Thread-safe.
-void* CoTaskMemAlloc(SIZE_T size);
-void* CoTaskMemRealloc(void* p, SIZE_T size);
-void CoTaskMemFree(void* p);
+PLATCOMPAT_API void* CoTaskMemAlloc(SIZE_T size);
+PLATCOMPAT_API void* CoTaskMemRealloc(void* p, SIZE_T size);
+PLATCOMPAT_API void CoTaskMemFree(void* p);
 
 // A random (version 4) GUID. E_POINTER for a null out-pointer. Thread-safe.
-HRESULT CoCreateGuid(GUID* pguid);
+PLATCOMPAT_API HRESULT CoCreateGuid(GUID* pguid);
 
 // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}" in upper-case hexadecimal, 38
 // characters. StringFromCLSID allocates the text with CoTaskMemAlloc (the
@@ -21,16 +21,16 @@ HRESULT CoCreateGuid(GUID* pguid);
 // out-pointer. StringFromGUID2 writes into the caller's buffer and returns
 // the number of characters written including the terminator, or 0 when the
 // buffer holds fewer than 39 characters.
-HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR* ppsz);
-HRESULT StringFromIID(REFIID iid, LPOLESTR* ppsz);
-int StringFromGUID2(REFGUID guid, LPOLESTR psz, int cchMax);
+PLATCOMPAT_API HRESULT StringFromCLSID(REFCLSID clsid, LPOLESTR* ppsz);
+PLATCOMPAT_API HRESULT StringFromIID(REFIID iid, LPOLESTR* ppsz);
+PLATCOMPAT_API int StringFromGUID2(REFGUID guid, LPOLESTR psz, int cchMax);
 
 // Parses the braced form above (hexadecimal digits of either case). A null or
 // malformed text answers CO_E_CLASSSTRING and leaves *pclsid at GUID_NULL;
 // a null out-pointer answers E_INVALIDARG.
 constexpr HRESULT CO_E_CLASSSTRING = (HRESULT)0x800401F3u;
-HRESULT CLSIDFromString(LPCOLESTR psz, LPCLSID pclsid);
-HRESULT IIDFromString(LPCOLESTR psz, LPIID piid);
+PLATCOMPAT_API HRESULT CLSIDFromString(LPCOLESTR psz, LPCLSID pclsid);
+PLATCOMPAT_API HRESULT IIDFromString(LPCOLESTR psz, LPIID piid);
 
 // Apartments. The layer keeps, per thread, the apartment model and how often
 // it was entered: the first CoInitialize(Ex) of a thread answers S_OK, later
@@ -44,6 +44,6 @@ enum tagCOINIT {
     COINIT_DISABLE_OLE1DDE = 0x4,
     COINIT_SPEED_OVER_MEMORY = 0x8
 };
-HRESULT CoInitialize(LPVOID reserved);
-HRESULT CoInitializeEx(LPVOID reserved, DWORD coInit);
-void CoUninitialize();
+PLATCOMPAT_API HRESULT CoInitialize(LPVOID reserved);
+PLATCOMPAT_API HRESULT CoInitializeEx(LPVOID reserved, DWORD coInit);
+PLATCOMPAT_API void CoUninitialize();

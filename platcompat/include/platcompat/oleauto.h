@@ -25,9 +25,9 @@
 // - SysAllocStringByteLen copies `length` bytes (NULL source: zero bytes);
 //   the byte length is kept exactly, SysStringLen is length / 4, and the
 //   bytes after the copied ones are zero.
-BSTR SysAllocString(const OLECHAR* source);
-BSTR SysAllocStringLen(const OLECHAR* source, UINT length);
-BSTR SysAllocStringByteLen(LPCSTR source, UINT length);
+PLATCOMPAT_API BSTR SysAllocString(const OLECHAR* source);
+PLATCOMPAT_API BSTR SysAllocStringLen(const OLECHAR* source, UINT length);
+PLATCOMPAT_API BSTR SysAllocStringByteLen(LPCSTR source, UINT length);
 
 // Reallocation: *bstr is replaced by a new string and the old one freed; the
 // source may point into the old string. They return TRUE on success and
@@ -35,15 +35,15 @@ BSTR SysAllocStringByteLen(LPCSTR source, UINT length);
 // - SysReAllocString with a NULL source frees *bstr and sets it to NULL.
 // - SysReAllocStringLen with a NULL source keeps the old characters up to the
 //   new length and zeroes any characters beyond them.
-INT SysReAllocString(BSTR* bstr, const OLECHAR* source);
-INT SysReAllocStringLen(BSTR* bstr, const OLECHAR* source, UINT length);
+PLATCOMPAT_API INT SysReAllocString(BSTR* bstr, const OLECHAR* source);
+PLATCOMPAT_API INT SysReAllocStringLen(BSTR* bstr, const OLECHAR* source, UINT length);
 
 // Length in characters / bytes, read from the prefix; 0 for NULL.
-UINT SysStringLen(BSTR bstr);
-UINT SysStringByteLen(BSTR bstr);
+PLATCOMPAT_API UINT SysStringLen(BSTR bstr);
+PLATCOMPAT_API UINT SysStringByteLen(BSTR bstr);
 
 // Frees a BSTR; NULL does nothing.
-void SysFreeString(BSTR bstr);
+PLATCOMPAT_API void SysFreeString(BSTR bstr);
 
 constexpr HRESULT VARCMP_LT = 0;
 constexpr HRESULT VARCMP_EQ = 1;
@@ -56,4 +56,4 @@ constexpr ULONG NORM_IGNORECASE = 0x1;
 // returned. With NORM_IGNORECASE both sides are compared after the layer's
 // locale-independent simple lowercase mapping. The locale id and any other
 // flag bits are ignored.
-HRESULT VarBstrCmp(BSTR left, BSTR right, LCID lcid, ULONG flags);
+PLATCOMPAT_API HRESULT VarBstrCmp(BSTR left, BSTR right, LCID lcid, ULONG flags);

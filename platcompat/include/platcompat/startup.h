@@ -8,7 +8,8 @@
 
 #include "platcompat/types.h"
 
-class ISwpStartup {
+// The start-up object's interface; the host implements it.
+class PLATCOMPAT_API ISwpStartup {
 public:
     virtual ~ISwpStartup() = default;
     // Reports a fatal error: the failed condition, source file and its date,
@@ -19,6 +20,6 @@ public:
 
 // The installed start-up object, or null until a host installed one. The
 // pointer is not owned; the host keeps the object alive while installed.
-ISwpStartup* getSwpStartup();
+PLATCOMPAT_API ISwpStartup* getSwpStartup();
 // Installs `startup` (null uninstalls) and returns the previous object.
-ISwpStartup* setSwpStartup(ISwpStartup* startup);
+PLATCOMPAT_API ISwpStartup* setSwpStartup(ISwpStartup* startup);

@@ -40,7 +40,8 @@ constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 // characters needed. MB_PRECOMPOSED is accepted and changes nothing (no
 // composition is done); flags other than it and MB_ERR_INVALID_CHARS fail with
 // ERROR_INVALID_FLAGS. Returns the number of wide characters written.
-int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR src, int srcLen, LPWSTR dst, int dstLen);
+PLATCOMPAT_API int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR src, int srcLen,
+                                       LPWSTR dst, int dstLen);
 
 // Wide to narrow. Same length rules as MultiByteToWideChar. For UTF-8,
 // defaultChar and usedDefault must be NULL and flags 0 or WC_ERR_INVALID_CHARS.
@@ -48,8 +49,9 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR src, int srcLen, LPWS
 // and sets *usedDefault (set to FALSE first when given); flags may be 0 or
 // WC_NO_BEST_FIT_CHARS (no best-fit mapping is ever done). Returns the number
 // of bytes written.
-int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR src, int srcLen, LPSTR dst, int dstLen,
-                        LPCSTR defaultChar, BOOL* usedDefault);
+PLATCOMPAT_API int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR src, int srcLen,
+                                       LPSTR dst, int dstLen, LPCSTR defaultChar,
+                                       BOOL* usedDefault);
 
 // Case mapping with the layer's locale-independent simple Unicode mapping.
 // CharLowerW/CharUpperW convert a NUL-terminated string in place and return
@@ -57,10 +59,10 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR src, int srcLen, LPS
 // converted and returned in the pointer value. The Buff forms convert exactly
 // `length` characters (embedded NULs included) and return `length` (0 for a
 // NULL buffer).
-LPWSTR CharLowerW(LPWSTR str);
-LPWSTR CharUpperW(LPWSTR str);
-DWORD CharLowerBuffW(LPWSTR str, DWORD length);
-DWORD CharUpperBuffW(LPWSTR str, DWORD length);
+PLATCOMPAT_API LPWSTR CharLowerW(LPWSTR str);
+PLATCOMPAT_API LPWSTR CharUpperW(LPWSTR str);
+PLATCOMPAT_API DWORD CharLowerBuffW(LPWSTR str, DWORD length);
+PLATCOMPAT_API DWORD CharUpperBuffW(LPWSTR str, DWORD length);
 inline LPWSTR CharLower(LPWSTR str) {
     return CharLowerW(str);
 }
@@ -69,5 +71,5 @@ inline LPWSTR CharUpper(LPWSTR str) {
 }
 
 // Length in characters without the terminating NUL; NULL gives 0.
-int lstrlenW(LPCWSTR str);
-int lstrlenA(LPCSTR str);
+PLATCOMPAT_API int lstrlenW(LPCWSTR str);
+PLATCOMPAT_API int lstrlenA(LPCSTR str);

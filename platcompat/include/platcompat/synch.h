@@ -33,17 +33,17 @@ constexpr DWORD MAXIMUM_WAIT_OBJECTS = 64;
 // Closes a handle. The object lives on while other handles or running waits
 // refer to it. FALSE (ERROR_INVALID_HANDLE) for NULL, INVALID_HANDLE_VALUE,
 // garbage and handles closed before.
-BOOL CloseHandle(HANDLE handle);
+PLATCOMPAT_API BOOL CloseHandle(HANDLE handle);
 
 // Creates an event: manual reset when `manualReset` is TRUE (stays signalled
 // until ResetEvent), automatic reset otherwise (a satisfied wait consumes the
 // signal). Returns NULL on failure: a non-null name (ERROR_NOT_SUPPORTED),
 // no memory or a full handle table (ERROR_NOT_ENOUGH_MEMORY). `security` is
 // ignored. The caller closes the handle with CloseHandle.
-HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manualReset, BOOL initialState,
-                    LPCWSTR name);
-HANDLE CreateEventA(LPSECURITY_ATTRIBUTES security, BOOL manualReset, BOOL initialState,
-                    LPCSTR name);
+PLATCOMPAT_API HANDLE CreateEventW(LPSECURITY_ATTRIBUTES security, BOOL manualReset,
+                                   BOOL initialState, LPCWSTR name);
+PLATCOMPAT_API HANDLE CreateEventA(LPSECURITY_ATTRIBUTES security, BOOL manualReset,
+                                   BOOL initialState, LPCSTR name);
 
 // CreateEvent takes either kind of name, and NULL or nullptr for none. The
 // narrow form is a template so that NULL, which is an integer constant here,
@@ -66,23 +66,24 @@ HANDLE CreateEvent(LPSECURITY_ATTRIBUTES security, BOOL manualReset, BOOL initia
 // most one (automatic reset) and leaves the event not signalled.
 // All three return FALSE (ERROR_INVALID_HANDLE) for a handle that is not an
 // open event.
-BOOL SetEvent(HANDLE event);
-BOOL ResetEvent(HANDLE event);
-BOOL PulseEvent(HANDLE event);
+PLATCOMPAT_API BOOL SetEvent(HANDLE event);
+PLATCOMPAT_API BOOL ResetEvent(HANDLE event);
+PLATCOMPAT_API BOOL PulseEvent(HANDLE event);
 
 // Waits until the object is signalled or `milliseconds` passed (INFINITE:
 // no limit; 0: test without blocking). Returns WAIT_OBJECT_0 (an automatic-
 // reset event is consumed), WAIT_TIMEOUT (nothing consumed) or WAIT_FAILED
 // (ERROR_INVALID_HANDLE). Events and thread handles are waitable.
-DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
+PLATCOMPAT_API DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
 // Waits until any of `count` objects is signalled. Returns WAIT_OBJECT_0 + i
 // for the lowest index i among the objects found signalled; only that object
 // is consumed. WAIT_FAILED with ERROR_INVALID_PARAMETER for count 0 or above
 // MAXIMUM_WAIT_OBJECTS or a NULL array, ERROR_INVALID_HANDLE for any invalid
 // handle in the array, ERROR_NOT_SUPPORTED when `waitAll` is TRUE.
-DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD milliseconds);
+PLATCOMPAT_API DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll,
+                                            DWORD milliseconds);
 
 // Suspends the calling thread for at least `milliseconds` (monotonic clock);
 // Sleep(0) yields the processor; Sleep(INFINITE) never returns.
-void Sleep(DWORD milliseconds);
+PLATCOMPAT_API void Sleep(DWORD milliseconds);

@@ -5,10 +5,10 @@
 
 // The current local time (wall clock, millisecond resolution). A null
 // pointer is ignored.
-void GetLocalTime(LPSYSTEMTIME st);
+PLATCOMPAT_API void GetLocalTime(LPSYSTEMTIME st);
 
 // The performance counter is the monotonic clock in nanoseconds, so the
 // frequency is the constant 1,000,000,000 and the counter never goes
 // backwards. Both return FALSE for a null pointer.
-BOOL QueryPerformanceCounter(LARGE_INTEGER* count);
-BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency);
+PLATCOMPAT_API BOOL QueryPerformanceCounter(LARGE_INTEGER* count);
+PLATCOMPAT_API BOOL QueryPerformanceFrequency(LARGE_INTEGER* frequency);

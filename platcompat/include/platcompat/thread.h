@@ -41,35 +41,36 @@ constexpr DWORD STILL_ACTIVE = 259;
 // rounded up to the system minimum and the page size. `*threadId`, if not
 // null, holds the new thread's id when the call returns. The caller closes
 // the handle with CloseHandle.
-uintptr_t _beginthreadex(void* security, unsigned stackSize, unsigned (*start)(void*), void* arg,
-                         unsigned initFlag, unsigned* threadId);
+PLATCOMPAT_API uintptr_t _beginthreadex(void* security, unsigned stackSize,
+                                        unsigned (*start)(void*), void* arg, unsigned initFlag,
+                                        unsigned* threadId);
 
 // The exit code of the thread, or STILL_ACTIVE while it runs. FALSE
 // (ERROR_INVALID_HANDLE / ERROR_INVALID_PARAMETER) for a bad handle or a null
 // out-pointer.
-BOOL GetExitCodeThread(HANDLE thread, LPDWORD exitCode);
+PLATCOMPAT_API BOOL GetExitCodeThread(HANDLE thread, LPDWORD exitCode);
 
 // Kernel id of the calling thread.
-DWORD GetCurrentThreadId();
+PLATCOMPAT_API DWORD GetCurrentThreadId();
 
 // A pseudo-handle, (HANDLE)-2, that stands for the calling thread in the
 // priority, affinity and GetThreadPosixHandle calls. It needs no closing.
-HANDLE GetCurrentThread();
+PLATCOMPAT_API HANDLE GetCurrentThread();
 
 // Sets one of the seven THREAD_PRIORITY_* values; other values fail with
 // ERROR_INVALID_PARAMETER. FALSE with ERROR_ACCESS_DENIED when the system
 // refuses, ERROR_INVALID_HANDLE for a bad handle or a thread that ended.
-BOOL SetThreadPriority(HANDLE thread, int priority);
+PLATCOMPAT_API BOOL SetThreadPriority(HANDLE thread, int priority);
 // The last priority set successfully (THREAD_PRIORITY_NORMAL at first), or
 // THREAD_PRIORITY_ERROR_RETURN for a bad handle.
-int GetThreadPriority(HANDLE thread);
+PLATCOMPAT_API int GetThreadPriority(HANDLE thread);
 
 // Restricts the thread to the processors whose bits are set in `mask`.
 // Returns the previous mask, or 0 on failure (mask 0, processors that do not
 // exist, bad handle).
-DWORD_PTR SetThreadAffinityMask(HANDLE thread, DWORD_PTR mask);
+PLATCOMPAT_API DWORD_PTR SetThreadAffinityMask(HANDLE thread, DWORD_PTR mask);
 
 // The POSIX thread behind a thread handle (or behind GetCurrentThread()), for
 // calls such as pthread_setname_np. The value stays valid while the handle is
 // open. FALSE (ERROR_INVALID_HANDLE) for a bad handle or a null out-pointer.
-BOOL GetThreadPosixHandle(HANDLE thread, pthread_t* out);
+PLATCOMPAT_API BOOL GetThreadPosixHandle(HANDLE thread, pthread_t* out);

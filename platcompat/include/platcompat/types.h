@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platcompat/export.h"
+
 typedef int BOOL;
 #ifndef TRUE
 #define TRUE 1
@@ -70,6 +72,7 @@ static_assert(sizeof(HRESULT) == 4, "HRESULT is a signed 32-bit value");
 static_assert(sizeof(wchar_t) == 4, "wchar_t is 32 bits on this platform");
 static_assert(sizeof(BOOL) == 4, "BOOL is a 32-bit int");
 
+// A signed 64-bit value with its two 32-bit halves (the performance counter).
 typedef union _LARGE_INTEGER {
     struct {
         DWORD LowPart;
@@ -79,6 +82,7 @@ typedef union _LARGE_INTEGER {
 } LARGE_INTEGER;
 typedef LARGE_INTEGER* PLARGE_INTEGER;
 
+// A calendar date and time of day to the millisecond (GetLocalTime).
 typedef struct _SYSTEMTIME {
     WORD wYear;
     WORD wMonth;

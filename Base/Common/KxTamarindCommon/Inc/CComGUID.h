@@ -9,11 +9,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <string>
 
 namespace KxTamarind {
 
-class CComGUID {
+class KXTAMARIND_API CComGUID {
 public:
     CComGUID() : m_guid(GUID_NULL) {}
     CComGUID(const GUID& guid) : m_guid(guid) {}

@@ -44,9 +44,11 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
-class CCritSection {
+class KXTAMARIND_API CCritSection {
 public:
     CCritSection();
     virtual ~CCritSection();
@@ -61,7 +63,7 @@ private:
     mutable CCriticalSection m_section;
 };
 
-class CCritSectionLocker {
+class KXTAMARIND_API CCritSectionLocker {
 public:
     explicit CCritSectionLocker(const CCritSection& section);
     explicit CCritSectionLocker(const CCritSection* section);
@@ -81,7 +83,7 @@ protected:
     unsigned long m_ulLockCount;
 };
 
-class CCritSectionLockerSupplier : public CCritSectionLocker {
+class KXTAMARIND_API CCritSectionLockerSupplier : public CCritSectionLocker {
 public:
     explicit CCritSectionLockerSupplier(const CCritSection& section);
     explicit CCritSectionLockerSupplier(const CCritSection* section);

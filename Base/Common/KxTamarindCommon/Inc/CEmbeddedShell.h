@@ -14,6 +14,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <string>
 
@@ -21,7 +23,7 @@ namespace KxTamarind {
 
 class CErrorObject;
 
-class CEmbeddedShell {
+class KXTAMARIND_API CEmbeddedShell {
 public:
     // The device layer's side of the shell. The order of the operations is
     // the order of its table.
@@ -99,8 +101,8 @@ private:
 // The identity texts as new BSTRs (the caller frees them): E_POINTER for a
 // null out-pointer (also without a device table), E_OUTOFMEMORY when the
 // copy cannot be allocated, else S_OK.
-HRESULT GetDeviceName(BSTR* pName);
-HRESULT GetSoftwareVersion(BSTR* pVersion);
-HRESULT GetSoftwareInstallationPath(BSTR* pPath);
+KXTAMARIND_API HRESULT GetDeviceName(BSTR* pName);
+KXTAMARIND_API HRESULT GetSoftwareVersion(BSTR* pVersion);
+KXTAMARIND_API HRESULT GetSoftwareInstallationPath(BSTR* pPath);
 
 } // namespace KxTamarind

@@ -9,6 +9,8 @@
 // order (see CCritSection.h): nothing is locked or reported under it.
 #pragma once
 
+#include "KxExport.h"
+
 #include <set>
 
 #include "CCritSection.h"
@@ -16,7 +18,7 @@
 
 namespace KxTamarind {
 
-class CEnumList : public CCritSection {
+class KXTAMARIND_API CEnumList : public CCritSection {
 public:
     CEnumList();
     // Forgets the set; the flags are not touched.

@@ -13,9 +13,11 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
-class CErrorObject {
+class KXTAMARIND_API CErrorObject {
 public:
     CErrorObject();
     CErrorObject(bool isRepairedError, long line, long errorCode, GUID iid, long logicalLocation,
@@ -94,6 +96,6 @@ private:
 
 // Escapes the five XML special characters (" & ' < >) byte by byte; every
 // other byte is copied unchanged.
-CAtlStringA XmlReplaceSpecialCharsA(const CAtlStringA& text);
+KXTAMARIND_API CAtlStringA XmlReplaceSpecialCharsA(const CAtlStringA& text);
 
 } // namespace KxTamarind

@@ -29,6 +29,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
 // The loader's classification of a firmware application. Only the value 4
@@ -49,7 +51,7 @@ struct LiId {
 
 // One logical-instrument slot. Plain data apart from the TCD count, which is
 // changed atomically. Not copyable (the slot is addressed in place).
-class CFwLiInfo {
+class KXTAMARIND_API CFwLiInfo {
 public:
     CFwLiInfo();
     CFwLiInfo(const CFwLiInfo&) = delete;
@@ -104,7 +106,7 @@ private:
 
 // One application slot. Owns its three names (BSTRs, freed by Clear and by
 // the destructor); setters store a copy of their argument. Not copyable.
-class CFwInfo {
+class KXTAMARIND_API CFwInfo {
 public:
     static constexpr int MaxLi = 16;
 
@@ -182,7 +184,7 @@ private:
 // slot 0 has no name and is in use, so it is found by the empty name).
 // By-name and by-LiId forms answer false / 0 / nothing for an unknown
 // application instead of failing.
-class CFwInfoTable {
+class KXTAMARIND_API CFwInfoTable {
 public:
     static constexpr int MaxFw = 128;
 

@@ -11,11 +11,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "KxIdentificationData.h"
 
 namespace KxTamarind {
 
-class CInterfaceIdentificationData : public InterfaceIdentificationData {
+class KXTAMARIND_API CInterfaceIdentificationData : public InterfaceIdentificationData {
 public:
     CInterfaceIdentificationData();
     // A record of its own: an AddRef on `unknown`, a copy of `name` up to

@@ -20,6 +20,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <list>
 
@@ -29,7 +31,7 @@
 
 namespace KxTamarind {
 
-class CInterfaceList : public CCritSection {
+class KXTAMARIND_API CInterfaceList : public CCritSection {
 public:
     typedef std::list<CInterfaceIdentificationData> records;
     typedef records::iterator iterator;

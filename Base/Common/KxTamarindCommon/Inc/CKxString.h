@@ -27,13 +27,15 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <string>
 
 namespace KxTamarind {
 
 class CKxStringList;
 
-class CKxString {
+class KXTAMARIND_API CKxString {
 public:
     // --- Construction and assignment -------------------------------------
     // Every assignment frees the old BSTR and builds a new one.
@@ -337,8 +339,8 @@ private:
 // Ordering and equality: a null string equals only a null string and sorts
 // before everything else, the empty string included; otherwise wcscmp
 // (which stops at the first embedded NUL).
-bool operator==(const CKxString& a, const CKxString& b);
-bool operator<(const CKxString& a, const CKxString& b);
+KXTAMARIND_API bool operator==(const CKxString& a, const CKxString& b);
+KXTAMARIND_API bool operator<(const CKxString& a, const CKxString& b);
 inline bool operator>(const CKxString& a, const CKxString& b) {
     return b < a;
 }
@@ -404,7 +406,7 @@ KX_STRING_COMPARE_WITH(const CComBSTR&)
 // Concatenation: a copy of the left operand with the right one appended. A
 // char on either side is one character (the one-character constructor), not
 // a count as in Append(char).
-CKxString operator+(const CKxString& a, const CKxString& b);
+KXTAMARIND_API CKxString operator+(const CKxString& a, const CKxString& b);
 #define KX_STRING_CONCAT_WITH(T)                                                                   \
     inline CKxString operator+(const CKxString& a, T b) {                                          \
         return a + CKxString(b);                                                                   \

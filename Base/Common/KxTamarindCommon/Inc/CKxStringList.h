@@ -16,13 +16,15 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <vector>
 
 #include "CKxString.h"
 
 namespace KxTamarind {
 
-class CKxStringList {
+class KXTAMARIND_API CKxStringList {
 public:
     CKxStringList() = default;
     // Copies of the other list's elements.
@@ -95,7 +97,7 @@ private:
 // element). A count below 1 appends nothing. A null `source` with a positive
 // count appends nothing and is reported as a repaired error "pbsSource !=
 // NULL", E_POINTER.
-void KXStringListConv(CKxStringList& list, BSTR* source, long count);
+KXTAMARIND_API void KXStringListConv(CKxStringList& list, BSTR* source, long count);
 
 // Writes a new BSTR copy of each of the first `count` elements to
 // destination[0..count-1]; the caller owns and frees them (the old array
@@ -104,6 +106,6 @@ void KXStringListConv(CKxStringList& list, BSTR* source, long count);
 // (E_KX_HRESULT_ASSERT_FAILED) when the list is shorter than `count`, then
 // "pbsDest != NULL" (E_POINTER) for a null destination. A count below 0 is
 // taken as 0.
-void KXStringListConv(BSTR* destination, const CKxStringList& list, long count);
+KXTAMARIND_API void KXStringListConv(BSTR* destination, const CKxStringList& list, long count);
 
 } // namespace KxTamarind

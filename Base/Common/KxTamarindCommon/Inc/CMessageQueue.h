@@ -30,6 +30,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <deque>
 #include <map>
@@ -40,6 +42,7 @@
 
 namespace KxTamarind {
 
+// One queued message: its id and what WaitAndGetMessage hands the consumer.
 struct tQueueEntry {
     unsigned long long m_ullId;
     unsigned long m_ulMessage;
@@ -47,7 +50,7 @@ struct tQueueEntry {
     int m_iParam2;
 };
 
-class CMessageQueue {
+class KXTAMARIND_API CMessageQueue {
 public:
     // Raises "Out of memory!" (E_POINTER) when the queue or the map of
     // waiting senders cannot be allocated.

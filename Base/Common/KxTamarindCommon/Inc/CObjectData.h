@@ -15,6 +15,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "CInterfaceList.h"
 
 namespace KxTamarind {
@@ -34,7 +36,7 @@ enum InitializationState {
     InitializationState_Connected = 4
 };
 
-class CObjectData {
+class KXTAMARIND_API CObjectData {
 public:
     CObjectData();
     // Also makes `base` point at this record, the class data and the map.

@@ -8,11 +8,13 @@
 // data and owns nothing; thread safety is that of the base.
 #pragma once
 
+#include "KxExport.h"
+
 #include "CObjectDataReferenceBase.h"
 
 namespace KxTamarind {
 
-class CObjectDataReference : public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CObjectDataReference : public virtual CObjectDataReferenceBase {
 public:
     CObjectDataReference() = default;
     ~CObjectDataReference() override = default;

@@ -10,6 +10,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <vector>
 
 #include "KxErrorReporting.h"
@@ -20,7 +22,7 @@ class CObjectData;
 struct CCoClassData;
 struct ExtendedPropertyMapEntry;
 
-class CObjectDataReferenceBase {
+class KXTAMARIND_API CObjectDataReferenceBase {
 public:
     // Property-state flags, set by OR and cleared together.
     enum PropertyStateFlags {

@@ -15,11 +15,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "KxIdentificationData.h"
 
 namespace KxTamarind {
 
-class CObjectIdentificationData : public ObjectIdentificationData {
+class KXTAMARIND_API CObjectIdentificationData : public ObjectIdentificationData {
 public:
     // All fields at their defaults: null pointer and name, ObjectGuid
     // GUID_NULL, CatId all ones, SortIndex -2, InstanceNumber 0.

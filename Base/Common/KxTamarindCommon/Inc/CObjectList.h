@@ -34,6 +34,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <list>
 
@@ -43,7 +45,7 @@
 
 namespace KxTamarind {
 
-class CObjectList : public CCritSection {
+class KXTAMARIND_API CObjectList : public CCritSection {
 public:
     typedef std::list<CObjectIdentificationData> records;
     typedef records::iterator iterator;

@@ -8,11 +8,13 @@
 // records themselves are protected by the list's lock.
 #pragma once
 
+#include "KxExport.h"
+
 #include <atomic>
 
 namespace KxTamarind {
 
-class CObjectState {
+class KXTAMARIND_API CObjectState {
 public:
     CObjectState() : m_bValid(true) {}
     virtual ~CObjectState() = default;

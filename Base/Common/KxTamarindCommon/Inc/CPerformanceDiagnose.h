@@ -11,11 +11,15 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <string>
 
 namespace KxTamarind {
 
-class CPerformanceDiagnose {
+// The diagnostics of the overview above as static members, with the
+// statistic and its scope timer as nested classes.
+class KXTAMARIND_API CPerformanceDiagnose {
 public:
     // Running statistic of durations, in seconds. Minimum and maximum start
     // at 0.0, so the minimum of non-negative samples stays 0.0. Mean and
@@ -107,7 +111,7 @@ private:
 };
 
 // One execution time in milliseconds.
-class CDeviceExecutionTime {
+class KXTAMARIND_API CDeviceExecutionTime {
 public:
     CDeviceExecutionTime();
     virtual ~CDeviceExecutionTime();

@@ -51,6 +51,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <list>
 #include <unordered_map>
 
@@ -59,7 +61,7 @@
 
 namespace KxTamarind {
 
-class CPropertyLookup : public virtual CObjectDataReferenceBase {
+class KXTAMARIND_API CPropertyLookup : public virtual CObjectDataReferenceBase {
 public:
     // Searches the component's own table with a fresh search list. Null when
     // the id is not found or the component has no table.
@@ -94,8 +96,8 @@ private:
 // Not locked: callers serialise all access (it is used on the component
 // shell's thread).
 typedef std::unordered_map<long, std::list<long>> ReferencedObjectMap;
-ReferencedObjectMap& GetReferencedObjectMap();
+KXTAMARIND_API ReferencedObjectMap& GetReferencedObjectMap();
 // Removes all elements of the referenced-object map.
-void ClearReferencedObjectMap();
+KXTAMARIND_API void ClearReferencedObjectMap();
 
 } // namespace KxTamarind

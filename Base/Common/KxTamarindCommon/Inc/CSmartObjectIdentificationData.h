@@ -14,11 +14,13 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "KxIdentificationData.h"
 
 namespace KxTamarind {
 
-class CSmartObjectIdentificationData {
+class KXTAMARIND_API CSmartObjectIdentificationData {
 public:
     // Writes the defaults (null pointer and name, ObjectGuid GUID_NULL, CatId
     // all ones, SortIndex -2, InstanceNumber 0) without releasing anything.

@@ -16,12 +16,14 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <string>
 #include <vector>
 
 namespace KxTamarind {
 
-class CStlExtensions {
+class KXTAMARIND_API CStlExtensions {
 public:
     typedef std::vector<std::string> StringList;
     typedef std::vector<std::wstring> WStringList;

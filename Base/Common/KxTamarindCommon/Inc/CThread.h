@@ -15,6 +15,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <memory>
 #include <string>
@@ -60,7 +62,7 @@ enum eThreadState {
 // "finished" event per run, on which one thread may wait once with
 // WaitRunFinished(). The event is handed over by atomic exchange, so a
 // waiter and ClearFinishedEventHandle() never both delete it.
-class CThreadRunObject {
+class KXTAMARIND_API CThreadRunObject {
 public:
     explicit CThreadRunObject(bool createFinishedEvent = false);
     virtual ~CThreadRunObject();
@@ -102,7 +104,7 @@ private:
 // thread's lock is taken, never the reverse. Therefore no method reports an
 // error (which looks the calling thread up in the pool) while holding the
 // thread's lock.
-class CThread : public CCritSection {
+class KXTAMARIND_API CThread : public CCritSection {
 public:
     // Starts the worker and returns once it is idle. Raises an error when
     // the thread cannot be created or does not start.
@@ -198,6 +200,6 @@ private:
 // the system cannot check it and naming a thread that has ended is
 // undefined. A refusal, by this rule or by the system, is reported as a
 // repaired error "Setting thread name failed.".
-void SetThreadName(unsigned long threadId, const char* name);
+KXTAMARIND_API void SetThreadName(unsigned long threadId, const char* name);
 
 } // namespace KxTamarind

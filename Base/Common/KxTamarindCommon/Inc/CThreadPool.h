@@ -25,6 +25,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <cstdio>
 #include <list>
 #include <map>
@@ -37,7 +39,7 @@ namespace KxTamarind {
 class CObjectDataReferenceBase;
 
 // A pooled thread: its ThreadId() is its dictionary id.
-class CThreadPoolElement : public CThread {
+class KXTAMARIND_API CThreadPoolElement : public CThread {
 public:
     CThreadPoolElement(KXApartmentModelType model, long dictId);
     ~CThreadPoolElement() override;
@@ -56,7 +58,7 @@ private:
 
 // One sub-pool; guarded by the pool's lock. Its destructor frees the list
 // and map nodes, never the threads.
-class CThreadPoolPrivate {
+class KXTAMARIND_API CThreadPoolPrivate {
 public:
     explicit CThreadPoolPrivate(KXApartmentModelType model);
     ~CThreadPoolPrivate();
@@ -73,7 +75,7 @@ public:
     const KXApartmentModelType m_eApartmentModel;
 };
 
-class CThreadPool : public CCritSection {
+class KXTAMARIND_API CThreadPool : public CCritSection {
 public:
     CThreadPool();
     ~CThreadPool() override;
@@ -127,10 +129,10 @@ private:
 };
 
 // The process-wide pool (never null).
-CThreadPool* GetGlobalThreadPool();
+KXTAMARIND_API CThreadPool* GetGlobalThreadPool();
 
 // The framework's front of the global pool.
-class CComponentShellThreadPool {
+class KXTAMARIND_API CComponentShellThreadPool {
 public:
     static bool CreateThreads(unsigned long count, KXApartmentModelType model);
     static bool DestroyThreads(unsigned long count, KXApartmentModelType model);

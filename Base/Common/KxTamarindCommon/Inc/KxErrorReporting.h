@@ -31,6 +31,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "KxResultCodes.h"
 
 namespace KxTamarind {
@@ -65,7 +67,7 @@ enum TamarindErrorEvent {
 
 // Where a report arose: interface, method, a further text and the reporting
 // object. Holds the pointers it is given and owns nothing.
-class CTraceCallStackObject {
+class KXTAMARIND_API CTraceCallStackObject {
 public:
     CTraceCallStackObject(CObjectDataReferenceBase* object, const GUID* iid, const char* method,
                           const char* text);
@@ -79,18 +81,22 @@ public:
 
 // Raises an error: never returns; throws a heap `CErrorObject*` that the
 // catcher owns.
-[[noreturn]] void ThrowError(const char* condition, const char* file, const char* date, int line,
-                             CObjectDataReferenceBase* origin, const void* property,
-                             IUnknown* partner, const char* message, long code);
-[[noreturn]] void ThrowErrorEx(const char* condition, const char* file, const char* date, int line,
-                               CObjectDataReferenceBase* origin, const void* property,
-                               IUnknown* partner, const char* message, long code, CONTEXT* context);
+[[noreturn]] KXTAMARIND_API void ThrowError(const char* condition, const char* file,
+                                            const char* date, int line,
+                                            CObjectDataReferenceBase* origin, const void* property,
+                                            IUnknown* partner, const char* message, long code);
+[[noreturn]] KXTAMARIND_API void ThrowErrorEx(const char* condition, const char* file,
+                                              const char* date, int line,
+                                              CObjectDataReferenceBase* origin,
+                                              const void* property, IUnknown* partner,
+                                              const char* message, long code, CONTEXT* context);
 
 // Reports a repaired error to the information management and returns.
 // Never throws on its own.
-void RepairError(const char* condition, const char* file, const char* date, int line,
-                 const CObjectDataReferenceBase* origin, const void* property, IUnknown* partner,
-                 const char* message, long code, CTraceCallStackObject* callStack);
+KXTAMARIND_API void RepairError(const char* condition, const char* file, const char* date, int line,
+                                const CObjectDataReferenceBase* origin, const void* property,
+                                IUnknown* partner, const char* message, long code,
+                                CTraceCallStackObject* callStack);
 
 // printf-style repaired-error report (condition "false", code
 // E_KX_HRESULT_ASSERT_REPAIRED), formatted as CAtlStringA::Format does: wide
@@ -98,28 +104,28 @@ void RepairError(const char* condition, const char* file, const char* date, int 
 // locale, and texts of any length are formatted whole. A null format reports
 // an empty text. If memory for the text runs out, the process ends with
 // exit status 1.
-void KxInfoRepaired(const char* format, ...) __attribute__((format(printf, 1, 2)));
+KXTAMARIND_API void KxInfoRepaired(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // The catch-side handler of a thrown record: forwards it to the information
 // management unless its code is 1502, deletes it and returns its code. A
 // null record returns 0.
-long HandleError(CErrorObject* error, CTraceCallStackObject* callStack);
+KXTAMARIND_API long HandleError(CErrorObject* error, CTraceCallStackObject* callStack);
 
 // Reports an out-of-memory condition to the start-up object.
-void OutOfMemoryError(const char* message);
+KXTAMARIND_API void OutOfMemoryError(const char* message);
 
 // System-error triggers receive the description of every thrown error, in
 // registration order. Register at start-up: the list is not locked.
 typedef void (*KxSystemErrorTriggerFunction)(const char* text);
-void KxRegisterSystemErrorTrigger(KxSystemErrorTriggerFunction trigger);
-void KxUnregisterSystemErrorTrigger(KxSystemErrorTriggerFunction trigger);
-void KxSystemErrorTrigger(const char* text);
+KXTAMARIND_API void KxRegisterSystemErrorTrigger(KxSystemErrorTriggerFunction trigger);
+KXTAMARIND_API void KxUnregisterSystemErrorTrigger(KxSystemErrorTriggerFunction trigger);
+KXTAMARIND_API void KxSystemErrorTrigger(const char* text);
 
 // Forwards to the embedded shell's RebootDevice.
-void KxRebootDevice(long mode);
+KXTAMARIND_API void KxRebootDevice(long mode);
 
 // Writes a thread trace line through the embedded shell.
-void TraceThread(char* name, char* file, int line, wchar_t* text);
-void TraceThread(wchar_t* name, char* file, int line, wchar_t* text);
+KXTAMARIND_API void TraceThread(char* name, char* file, int line, wchar_t* text);
+KXTAMARIND_API void TraceThread(wchar_t* name, char* file, int line, wchar_t* text);
 
 } // namespace KxTamarind

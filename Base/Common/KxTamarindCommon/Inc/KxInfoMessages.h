@@ -24,6 +24,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include "IKXInfoControlling.h"
 
 namespace KxTamarind {
@@ -37,23 +39,26 @@ namespace KxTamarind {
 //  - the component does not answer S_OK: raised with ThrowError (its code);
 //  - else S_OK.
 // The origin is named as the partner of the reports.
-HRESULT RegisterInfoMessages(long count, KxInfoMessageData* messages, IUnknown* origin);
+KXTAMARIND_API HRESULT RegisterInfoMessages(long count, KxInfoMessageData* messages,
+                                            IUnknown* origin);
 
 // Registers the message of a system error (257 or 258: E_POINTER for any
 // other code) with the message component found from the root: one record
 // with the code, the value set for it (SetSysErrorValue) and its fixed
 // message GUID. Returns the component's answer, or E_NOINTERFACE when no
 // message component is found (nothing reported).
-HRESULT RegisterSysError(unsigned long code);
+KXTAMARIND_API HRESULT RegisterSysError(unsigned long code);
 
 // The value registered with a system-error code, set at start-up (default
 // 0). The setter answers E_INVALIDARG for codes other than 257 and 258
 // (nothing stored); the getter answers 0 for them.
-HRESULT SetSysErrorValue(unsigned long code, long value);
-long GetSysErrorValue(unsigned long code);
+KXTAMARIND_API HRESULT SetSysErrorValue(unsigned long code, long value);
+KXTAMARIND_API long GetSysErrorValue(unsigned long code);
 
 // The message GUIDs of the two system errors.
-extern const GUID KX_SYSERROR_257_MESSAGE_GUID; // {E86824BE-644B-408C-B23A-162D95778DE1}
-extern const GUID KX_SYSERROR_258_MESSAGE_GUID; // {62CAC29C-0E30-4CF1-A690-493DC8100195}
+extern KXTAMARIND_API const GUID
+    KX_SYSERROR_257_MESSAGE_GUID; // {E86824BE-644B-408C-B23A-162D95778DE1}
+extern KXTAMARIND_API const GUID
+    KX_SYSERROR_258_MESSAGE_GUID; // {62CAC29C-0E30-4CF1-A690-493DC8100195}
 
 } // namespace KxTamarind

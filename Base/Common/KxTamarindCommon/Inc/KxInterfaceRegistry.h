@@ -11,16 +11,19 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
 // Publishes `unknown` under *iid with `name` in the registry of `registry`
 // (null: the root's).
-HRESULT KxRegisterInterface(IUnknown* registry, IUnknown* unknown, GUID const* iid, wchar_t* name);
-HRESULT KxRegisterInterface(IUnknown* unknown, GUID const* iid, wchar_t* name);
+KXTAMARIND_API HRESULT KxRegisterInterface(IUnknown* registry, IUnknown* unknown, GUID const* iid,
+                                           wchar_t* name);
+KXTAMARIND_API HRESULT KxRegisterInterface(IUnknown* unknown, GUID const* iid, wchar_t* name);
 
 // Removes the first record published under *iid from the registry of
 // `registry` (null: the root's): S_OK, or S_FALSE when none was published.
-HRESULT KxUnregisterInterface(IUnknown* registry, GUID const* iid);
-HRESULT KxUnregisterInterface(GUID const* iid);
+KXTAMARIND_API HRESULT KxUnregisterInterface(IUnknown* registry, GUID const* iid);
+KXTAMARIND_API HRESULT KxUnregisterInterface(GUID const* iid);
 
 } // namespace KxTamarind

@@ -14,6 +14,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <atomic>
 #include <string>
 
@@ -25,7 +27,7 @@ class CFwInfoTable;
 
 // The kernel's remote side. Has no data of its own; all operations are
 // static and thread-safe.
-class CKernelRemote {
+class KXTAMARIND_API CKernelRemote {
 public:
     CKernelRemote() = default;
     CKernelRemote(const CKernelRemote&) = default;
@@ -55,7 +57,7 @@ public:
 // A GUI serialisation token. The device has no GUI lock, so the token takes
 // none (its lock token is -1). It may hold one reference to an object, which
 // its destructor releases once. Not copyable; use on one thread.
-class CGuiSerializationLocker {
+class KXTAMARIND_API CGuiSerializationLocker {
 public:
     CGuiSerializationLocker() : m_lLockToken(-1), m_pHeld(nullptr) {}
     CGuiSerializationLocker(const CGuiSerializationLocker&) = delete;
@@ -87,32 +89,32 @@ struct RemoteDiagnoseControl {
     std::atomic<long long> m_llDebugTimingStart{0};
 };
 
-bool get_RemoteDiagnoseMode();
-void set_RemoteDiagnoseMode(bool mode);
+KXTAMARIND_API bool get_RemoteDiagnoseMode();
+KXTAMARIND_API void set_RemoteDiagnoseMode(bool mode);
 // The process-wide control block (never null). Access its members with
 // relaxed loads and stores.
-RemoteDiagnoseControl* get_RemoteDiagnoseControl();
+KXTAMARIND_API RemoteDiagnoseControl* get_RemoteDiagnoseControl();
 
 // The kernel remote administration object (not owned; null until set). The
 // setter is for the library's own start-up code.
-void* get_KernelRemoteAdmin();
-void set_KernelRemoteAdmin(void* admin);
+KXTAMARIND_API void* get_KernelRemoteAdmin();
+KXTAMARIND_API void set_KernelRemoteAdmin(void* admin);
 
 // Stack size in bytes for new threads; 0 (the platform default) until set.
-void SetThreadStackSize(unsigned long size);
-unsigned long GetThreadStackSize();
+KXTAMARIND_API void SetThreadStackSize(unsigned long size);
+KXTAMARIND_API unsigned long GetThreadStackSize();
 
 // The raw timer management object (not owned; null until set).
-void SetRawTimerManagement(void* management);
-void* GetRawTimerManagement();
+KXTAMARIND_API void SetRawTimerManagement(void* management);
+KXTAMARIND_API void* GetRawTimerManagement();
 
 // The thread id of the process's main single-threaded-apartment thread; 0
 // (the default) means there is none.
-void SetMainSTAThreadId(long threadId);
-long GetMainSTAThreadId();
+KXTAMARIND_API void SetMainSTAThreadId(long threadId);
+KXTAMARIND_API long GetMainSTAThreadId();
 
 // The process-wide firmware info table, constructed when the library is
 // loaded (never null). Its access is serialised by its owner.
-CFwInfoTable* GetFwInfoTable();
+KXTAMARIND_API CFwInfoTable* GetFwInfoTable();
 
 } // namespace KxTamarind

@@ -18,6 +18,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 #include <cstdint>
 
 namespace KxTamarind {
@@ -41,35 +43,38 @@ struct KxPersistInstrumentInfo {
 
 // The partner registered under *pGuid in `pLinkage` (its answer is
 // returned). Any null argument: E_POINTER.
-HRESULT SearchLinkagePartner(IKXLinkage* pLinkage, GUID* pGuid, IUnknown** ppPartner);
+KXTAMARIND_API HRESULT SearchLinkagePartner(IKXLinkage* pLinkage, GUID* pGuid,
+                                            IUnknown** ppPartner);
 // The same through the linkage of `pObject`. Raises "pICM == NULL" when the
 // object is null or has no IKXComponentManagement, "pIKXLinkage == NULL"
 // when it has no linkage (both E_POINTER).
-HRESULT SearchLinkagePartner(IUnknown* pObject, GUID* pGuid, IUnknown** ppPartner);
+KXTAMARIND_API HRESULT SearchLinkagePartner(IUnknown* pObject, GUID* pGuid, IUnknown** ppPartner);
 
 // A partner found across levels of the object tree (the linkage's far
 // search with (pGuid, level, pGuid2, ppPartner, no name)); its answer is
 // returned. A null `pObject` searches through the root's linkage: no root
 // gives E_POINTER. Raises like SearchLinkagePartner when the object (or the
 // root) has no IKXComponentManagement or no linkage.
-HRESULT SearchFarLinkagePartner(IUnknown* pObject, GUID* pGuid, long level, GUID* pGuid2,
-                                IUnknown** ppPartner);
-HRESULT SearchFarLinkagePartner(IUnknown* pObject, GUID* pGuid, long level, IUnknown** ppPartner);
+KXTAMARIND_API HRESULT SearchFarLinkagePartner(IUnknown* pObject, GUID* pGuid, long level,
+                                               GUID* pGuid2, IUnknown** ppPartner);
+KXTAMARIND_API HRESULT SearchFarLinkagePartner(IUnknown* pObject, GUID* pGuid, long level,
+                                               IUnknown** ppPartner);
 
 // Objects have no parent search in the linkage: always S_FALSE, nothing
 // handed out.
-HRESULT SearchParent(IUnknown* pObject, GUID* pGuid, GUID* pGuid2, IUnknown** ppParent);
+KXTAMARIND_API HRESULT SearchParent(IUnknown* pObject, GUID* pGuid, GUID* pGuid2,
+                                    IUnknown** ppParent);
 
 // Fills *pInfo with the fixed description (0, 6, -1, 0, -1, -1, 0, -1, 1);
 // a null pInfo is allowed. Always S_OK.
-HRESULT GetInstrumentInfo(const LiId& id, KxPersistInstrumentInfo* pInfo);
-HRESULT GetInstrumentInfo(long logicalLocation, KxPersistInstrumentInfo* pInfo);
+KXTAMARIND_API HRESULT GetInstrumentInfo(const LiId& id, KxPersistInstrumentInfo* pInfo);
+KXTAMARIND_API HRESULT GetInstrumentInfo(long logicalLocation, KxPersistInstrumentInfo* pInfo);
 // No instrument or logical-instrument numbers exist: always -1.
-long GetInstrumentNo(const LiId& id);
-long GetInstrumentNo(long logicalLocation);
-long GetVirtualLINumber(const LiId& id);
-long GetVirtualLINumber(long logicalLocation);
-long GetAbsoluteLINumber(const LiId& id);
-long GetAbsoluteLINumber(long logicalLocation);
+KXTAMARIND_API long GetInstrumentNo(const LiId& id);
+KXTAMARIND_API long GetInstrumentNo(long logicalLocation);
+KXTAMARIND_API long GetVirtualLINumber(const LiId& id);
+KXTAMARIND_API long GetVirtualLINumber(long logicalLocation);
+KXTAMARIND_API long GetAbsoluteLINumber(const LiId& id);
+KXTAMARIND_API long GetAbsoluteLINumber(long logicalLocation);
 
 } // namespace KxTamarind

@@ -7,6 +7,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
 // Failure codes of the library (severity bit set). The first group has
@@ -49,6 +51,6 @@ constexpr HRESULT E_KX_HRESULT_TOO_MANY_ERRORS = 1502;
 // "Unknown or new error". No line break is added. The lookup does not
 // allocate; only the append may, and then throws std::bad_alloc leaving
 // `text` as CAtlStringA leaves it. Thread-safe for distinct `text` objects.
-void AppendResultCodeText(CAtlStringA& text, long code);
+KXTAMARIND_API void AppendResultCodeText(CAtlStringA& text, long code);
 
 } // namespace KxTamarind

@@ -14,6 +14,8 @@
 
 #include <platcompat.h>
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
 struct IKXInterfaceRegistration;
@@ -22,12 +24,12 @@ struct IKXInterfaceRegistration;
 // reference obtained stays with the library), then releases the previous
 // root. A null `root` does nothing (the old root stays). A root that does
 // not offer the interface leaves no root set.
-void SetRoot(IUnknown* root);
+KXTAMARIND_API void SetRoot(IUnknown* root);
 // *ppRegistry = null, then, when a root is set, its interface registry (one
 // reference for the caller). A null ppRegistry does nothing.
-void GetRoot(IKXInterfaceRegistration** ppRegistry);
+KXTAMARIND_API void GetRoot(IKXInterfaceRegistration** ppRegistry);
 // Clears the root pointer, then releases the old root (nothing when none is
 // set).
-void ReleaseRoot();
+KXTAMARIND_API void ReleaseRoot();
 
 } // namespace KxTamarind

@@ -12,6 +12,8 @@
 // record as a consistent whole. Each query is a single load and compare.
 #pragma once
 
+#include "KxExport.h"
+
 namespace KxTamarind {
 
 // The record layout is binding (fourteen 16-bit flags in this order).
@@ -34,21 +36,21 @@ struct ScpiTraceConfig {
 static_assert(sizeof(ScpiTraceConfig) == 28, "fourteen 16-bit flags, no padding");
 
 // Copies all fourteen flags into the process-wide copy.
-void SetScpiTraceConfig(const ScpiTraceConfig& config);
+KXTAMARIND_API void SetScpiTraceConfig(const ScpiTraceConfig& config);
 
 // Whether a topic's flag is non-zero: one relaxed load and a compare each.
-bool InputTraceEnabled();
-bool OutputTraceEnabled();
-bool ErrorTraceEnabled();
-bool TriggerTraceEnabled();
-bool DClearTraceEnabled();
-bool StatusRegisterTraceEnabled();
-bool ConnectionTraceEnabled();
-bool RemoteLocalSwitchTraceEnabled();
-bool ParserTraceEnabled();
-bool FunctionTraceEnabled();
-bool RPCTraceEnabled();
-bool DExecTimeTraceEnabled();
-bool LockingTraceEnabled();
+KXTAMARIND_API bool InputTraceEnabled();
+KXTAMARIND_API bool OutputTraceEnabled();
+KXTAMARIND_API bool ErrorTraceEnabled();
+KXTAMARIND_API bool TriggerTraceEnabled();
+KXTAMARIND_API bool DClearTraceEnabled();
+KXTAMARIND_API bool StatusRegisterTraceEnabled();
+KXTAMARIND_API bool ConnectionTraceEnabled();
+KXTAMARIND_API bool RemoteLocalSwitchTraceEnabled();
+KXTAMARIND_API bool ParserTraceEnabled();
+KXTAMARIND_API bool FunctionTraceEnabled();
+KXTAMARIND_API bool RPCTraceEnabled();
+KXTAMARIND_API bool DExecTimeTraceEnabled();
+KXTAMARIND_API bool LockingTraceEnabled();
 
 } // namespace KxTamarind

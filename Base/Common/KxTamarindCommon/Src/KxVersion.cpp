@@ -2,6 +2,9 @@
 
 namespace KxTamarind {
 
-const char* GetLibraryVersion() { return KXT_VERSION_STRING; }
+// The header's text as this library was built with it.
+const char* GetLibraryVersion() {
+    return KXTAMARIND_VERSION_STRING;
+}
 
 } // namespace KxTamarind
