@@ -8,11 +8,8 @@ using namespace KxTamarind;
 
 // The class of the module's components: only its name is set.
 CComBSTR g_name(L"KxModuleTest.Component");
-CCoClassData g_class = [] {
-    CCoClassData data{};
-    data.m_pbstrName = &g_name.m_str;
-    return data;
-}();
+CCoClassData g_class{&g_name.m_str, nullptr, nullptr, 0, nullptr, nullptr, 0,
+                     nullptr,       nullptr, nullptr, 0, nullptr};
 
 class CModuleComponent : public CBComponentManagement, public CBCoClassInfo {
     CObjectData m_objectData{this, &g_class, nullptr};
