@@ -190,6 +190,7 @@ TEST_P(MissingTable, RaisesWithTheTableNamedUntilItIsInstalled) {
                      "Base/Common/KxTamarindCommon/Src/CEmbeddedShell");
         EXPECT_EQ(error->GetErrorCode(), E_POINTER);
         EXPECT_FALSE(error->GetIsRepairedError());
+        EXPECT_GT(error->GetLine(), 0);
         EXPECT_EQ((device ? device->calls.size() : 0) + (database ? database->calls.size() : 0),
                   0u);
     }

@@ -73,10 +73,18 @@ TEST(ShortName, PrefersTheMostTellingName) {
     }
 }
 
-// Every Win32 number the library prints as "<n>L" has a name in the tool's
-// table (both come from the same headers), and the platform values of the
+// Every entry of the tool's tables is found by its look-up (they are sorted
+// for it); every Win32 number the library prints as "<n>L" has a name in the
+// tool's table (both come from the same headers); the platform values of the
 // codes Windows numbers otherwise are those the library names.
 TEST(WindowsNames, AgreeWithTheLibrarysTable) {
+    for (std::size_t i = 0; i < Detail::g_win32ErrorNameCount; ++i) {
+        EXPECT_EQ(Win32ErrorName(Detail::g_win32ErrorNames[i].number),
+                  Detail::g_win32ErrorNames[i].name);
+    }
+    for (std::size_t i = 0; i < Detail::g_facilityNameCount; ++i) {
+        EXPECT_EQ(FacilityName(Detail::g_facilityNames[i].number), Detail::g_facilityNames[i].name);
+    }
     int named = 0;
     for (std::uint32_t n = 0; n <= 0xFFFF; ++n) {
         const std::string text = LibraryText(0x80070000u | n);
