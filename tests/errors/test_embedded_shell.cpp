@@ -1,334 +1,208 @@
 // CEmbeddedShell: forwarding to the device and database tables, the error
 // raised for a missing table, the shutdown after a thrown error, and the
-// BSTR identity functions.
-//
-// A raising call counts against the process-wide limit of ten thrown errors:
-// no test raises more than ten times.
+// BSTR identity texts.
 #include <gtest/gtest.h>
 
-#include <cwchar>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "CEmbeddedShell.h"
 #include "CErrorObject.h"
 #include "KxErrorReporting.h"
+#include "common/CatchError.h"
+#include "errors/LoggingDevice.h"
 
 using namespace KxTamarind;
+using KxTest::LoggingDevice;
+using Calls = std::vector<std::string>;
 
 namespace {
 
-// Records every call with its arguments; answers configurable results.
-class FakeDevice : public CEmbeddedShell::CDeviceCallbacks {
+// Installed while it lives; logs every call and answers `result`.
+class LoggingDatabase : public CEmbeddedShell::CDatabaseCallbacks {
 public:
-    std::vector<std::string> calls;
-    std::string name = "dev", version = "1.2", path = "/opt/fw", runtime = "/run/x";
-    HRESULT result = S_OK;
-    short shortResult = 0;
-    std::vector<const CErrorObject*> sent;
-    std::vector<bool> sentRepaired;
-    const char* traceName = "unset";
-    std::string traceNameText; // copied: a converted name lives only for the call
-    const char* traceFile = nullptr;
-    int traceLine = 0;
-    std::wstring traceText;
-    bool traceTextNull = false;
-
-    std::string GetDeviceName() override { return Note("name"), name; }
-    std::string GetSoftwareVersion() override { return Note("version"), version; }
-    std::string GetSoftwareInstallationPath() override { return Note("path"), path; }
-    std::string GetRuntimeDirectory(const std::string& sub) override {
-        return Note("runtime " + sub), runtime;
-    }
-    void SendToInformationManagement(const CErrorObject* error) override {
-        Note("send");
-        sent.push_back(error);
-        sentRepaired.push_back(error->GetIsRepairedError());
-    }
-    void TraceThreadMessage(const char* n, const char* file, int line,
-                            const wchar_t* text) override {
-        Note("trace");
-        traceName = n;
-        traceNameText = n != nullptr ? n : "";
-        traceFile = file;
-        traceLine = line;
-        traceTextNull = text == nullptr;
-        traceText = text != nullptr ? text : L"";
-    }
-    HRESULT ExecuteScpiSave(long number, short& r) override {
-        Note("save " + std::to_string(number) + " " + std::to_string(r));
-        r = shortResult;
-        return result;
-    }
-    HRESULT ExecuteScpiRecall(long number, short& r) override {
-        Note("recall " + std::to_string(number) + " " + std::to_string(r));
-        r = shortResult;
-        return result;
-    }
-    HRESULT ExecuteScpiReset(short& r) override {
-        Note("reset " + std::to_string(r));
-        r = shortResult;
-        return result;
-    }
-    HRESULT ExecuteScpiPreset(short& r) override {
-        Note("preset " + std::to_string(r));
-        r = shortResult;
-        return result;
-    }
-    HRESULT AnnounceScpiError(short number, const CComBSTR& text,
-                              const CComBSTR& further) override {
-        std::wstring w = L"announce " + std::to_wstring(number) + L" " +
-                         (text.m_str ? text.m_str : L"") + L"|" +
-                         (further.m_str ? further.m_str : L"");
-        announced = w;
-        Note("announce");
-        return result;
-    }
-    HRESULT ShutdownDevice() override { return Note("shutdown"), result; }
-    HRESULT RebootDevice(long mode) override {
-        return Note("reboot " + std::to_string(mode)), result;
-    }
-    std::wstring announced;
-
-private:
-    void Note(const std::string& call) { calls.push_back(call); }
-};
-
-class FakeDatabase : public CEmbeddedShell::CDatabaseCallbacks {
-public:
-    std::vector<std::string> calls;
+    LoggingDatabase() { CEmbeddedShell::SetEmbeddedDatabaseCallbacks(this); }
+    virtual ~LoggingDatabase() { CEmbeddedShell::SetEmbeddedDatabaseCallbacks(nullptr); }
+    Calls calls;
     bool result = true;
     bool ReadParameter(const std::string& key, std::string& value) override {
-        calls.push_back("read " + key);
         value = "v(" + key + ")";
-        return result;
+        return calls.push_back("read " + key), result;
     }
     bool WriteParameter(const std::string& key, const std::string& value) override {
-        calls.push_back("write " + key + "=" + value);
-        return result;
+        return calls.push_back("write " + key + "=" + value), result;
     }
     bool ResetParameter(const std::string& key) override {
-        calls.push_back("reset " + key);
-        return result;
+        return calls.push_back("reset " + key), result;
     }
 };
 
-struct DeviceScope {
-    DeviceScope() { CEmbeddedShell::SetEmbeddedDeviceCallbacks(&device); }
-    ~DeviceScope() { CEmbeddedShell::SetEmbeddedDeviceCallbacks(nullptr); }
-    FakeDevice device;
+} // namespace
+
+TEST(EmbeddedShell, MembersForwardArgumentsAndResults) {
+    LoggingDevice device;
+    LoggingDatabase database;
+    device.text = "answer";
+    EXPECT_EQ(CEmbeddedShell::GetDeviceName(), "answer");
+    EXPECT_EQ(CEmbeddedShell::GetSoftwareVersion(), "answer");
+    EXPECT_EQ(CEmbeddedShell::GetSoftwareInstallationPath(), "answer");
+    EXPECT_EQ(CEmbeddedShell::GetRuntimeDirectory("log"), "answer");
+    short r = 3;
+    device.result = E_ABORT;
+    // In order: each command's result, then the out-argument it left.
+    const std::vector<long> results = {
+        CEmbeddedShell::ExecuteScpiSave(12, r),
+        r,
+        CEmbeddedShell::ExecuteScpiRecall(13, r),
+        r,
+        CEmbeddedShell::ExecuteScpiReset(r),
+        r,
+        CEmbeddedShell::ExecuteScpiPreset(r),
+        r,
+        CEmbeddedShell::AnnounceScpiError(-113, L"Undefined", L"FREQ"),
+        CEmbeddedShell::ShutdownDevice(),
+        CEmbeddedShell::RebootDevice(3)};
+    EXPECT_EQ(results, (std::vector<long>{E_ABORT, 4, E_ABORT, 5, E_ABORT, 6, E_ABORT, 7, E_ABORT,
+                                          E_ABORT, E_ABORT}));
+    KxRebootDevice(-2);
+    char file[] = "f.cpp";
+    CEmbeddedShell::TraceThreadMessage("worker", file, 99, L"text");
+    wchar_t wideName[] = L"W\u00E4rker";
+    TraceThread(wideName, file, 5, nullptr); // converted with the system code page
+    TraceThread(static_cast<wchar_t*>(nullptr), file, 6, nullptr);
+    char narrowName[] = "plain";
+    TraceThread(narrowName, file, 7, wideName);
+    EXPECT_EQ(
+        device.calls,
+        (Calls{"name", "version", "path", "runtime log", "save 12 3", "recall 13 4", "reset 5",
+               "preset 6", "announce -113 Undefined|FREQ", "shutdown", "reboot 3", "reboot -2",
+               "trace worker f.cpp 99 text", "trace W\xC3\xA4rker f.cpp 5 (null)",
+               "trace (null) f.cpp 6 (null)", "trace plain f.cpp 7 W\xE4rker"}));
+    std::string value = "old";
+    EXPECT_TRUE(CEmbeddedShell::ReadParameter("k1", value));
+    EXPECT_EQ(value, "v(k1)");
+    EXPECT_TRUE(CEmbeddedShell::WriteParameter("k2", "val"));
+    database.result = false;
+    EXPECT_FALSE(CEmbeddedShell::ResetParameter("k3"));
+    EXPECT_EQ(database.calls, (Calls{"read k1", "write k2=val", "reset k3"}));
+}
+
+TEST(EmbeddedShell, SendToInformationManagementShutsDownOnlyForThrownErrors) {
+    LoggingDevice device;
+    CErrorObject record;
+    record.SetIsRepairedError(true);
+    CEmbeddedShell::SendToInformationManagement(&record);
+    EXPECT_EQ(device.calls, Calls{"send"});
+    record.SetIsRepairedError(false);
+    CEmbeddedShell::SendToInformationManagement(&record);
+    EXPECT_EQ(device.calls, (Calls{"send", "send", "shutdown"}));
+}
+
+TEST(EmbeddedShell, IdentityTextsAsBstr) {
+    HRESULT(*const getters[])
+    (BSTR*) = {GetDeviceName, GetSoftwareVersion, GetSoftwareInstallationPath};
+    for (auto get : getters) {
+        EXPECT_EQ(get(nullptr), E_POINTER); // answered before the (missing) table is asked
+    }
+    LoggingDevice device;
+    const struct {
+        const char* utf8;
+        const wchar_t* wide;
+    } texts[] = {{"Ger\xC3\xA4t", L"Ger\u00E4t"}, {"V\xE2\x82\xAC 2", L"V\u20AC 2"}, {"", L""}};
+    for (const auto& t : texts) {
+        device.text = t.utf8;
+        for (auto get : getters) {
+            SCOPED_TRACE(t.utf8);
+            BSTR text = nullptr;
+            ASSERT_EQ(get(&text), S_OK);
+            ASSERT_NE(text, nullptr); // an empty answer is an empty string, not a null one
+            EXPECT_EQ(std::wstring(text, SysStringLen(text)), t.wide);
+            SysFreeString(text);
+        }
+    }
+}
+
+namespace {
+
+struct MissingTableCase {
+    const char* name;
+    bool database; // the database table is missing; else the device table
+    std::function<void()> call;
 };
 
-struct DatabaseScope {
-    DatabaseScope() { CEmbeddedShell::SetEmbeddedDatabaseCallbacks(&database); }
-    ~DatabaseScope() { CEmbeddedShell::SetEmbeddedDatabaseCallbacks(nullptr); }
-    FakeDatabase database;
+short g_short = 0;
+std::string g_value;
+
+void Send() {
+    CErrorObject error;
+    error.SetIsRepairedError(true);
+    CEmbeddedShell::SendToInformationManagement(&error);
+}
+
+template <HRESULT (*Get)(BSTR*)>
+void GetBstr() {
+    BSTR text = nullptr;
+    Get(&text);
+    SysFreeString(text);
+}
+
+const MissingTableCase kMissingTableCases[] = {
+    {"GetDeviceName", false, [] { CEmbeddedShell::GetDeviceName(); }},
+    {"GetSoftwareVersion", false, [] { CEmbeddedShell::GetSoftwareVersion(); }},
+    {"GetSoftwareInstallationPath", false, [] { CEmbeddedShell::GetSoftwareInstallationPath(); }},
+    {"GetRuntimeDirectory", false, [] { CEmbeddedShell::GetRuntimeDirectory("x"); }},
+    {"TraceThreadMessage", false, [] { CEmbeddedShell::TraceThreadMessage("n", "f", 1, L"t"); }},
+    {"GetDeviceNameBstr", false, GetBstr<GetDeviceName>},
+    {"GetSoftwareVersionBstr", false, GetBstr<GetSoftwareVersion>},
+    {"GetSoftwareInstallationPathBstr", false, GetBstr<GetSoftwareInstallationPath>},
+    {"ExecuteScpiSave", false, [] { CEmbeddedShell::ExecuteScpiSave(1, g_short); }},
+    {"ExecuteScpiRecall", false, [] { CEmbeddedShell::ExecuteScpiRecall(1, g_short); }},
+    {"ExecuteScpiReset", false, [] { CEmbeddedShell::ExecuteScpiReset(g_short); }},
+    {"ExecuteScpiPreset", false, [] { CEmbeddedShell::ExecuteScpiPreset(g_short); }},
+    {"AnnounceScpiError", false, [] { CEmbeddedShell::AnnounceScpiError(1, L"a", L"b"); }},
+    {"ShutdownDevice", false, [] { CEmbeddedShell::ShutdownDevice(); }},
+    {"RebootDevice", false, [] { CEmbeddedShell::RebootDevice(1); }},
+    {"KxRebootDevice", false, [] { KxRebootDevice(1); }},
+    {"SendToInformationManagement", false, Send},
+    {"ReadParameter", true, [] { CEmbeddedShell::ReadParameter("k", g_value); }},
+    {"WriteParameter", true, [] { CEmbeddedShell::WriteParameter("k", "v"); }},
+    {"ResetParameter", true, [] { CEmbeddedShell::ResetParameter("k"); }},
 };
 
-// Runs `call` and checks that it raises the missing-table error.
-template <typename Call>
-void ExpectMissingTable(Call call, const char* condition, const char* what) {
-    SCOPED_TRACE(what);
-    try {
-        call();
-        ADD_FAILURE() << "nothing raised";
-    } catch (CErrorObject* error) {
-        EXPECT_STREQ(error->GetCondition().GetString(), condition);
+class MissingTable : public ::testing::TestWithParam<MissingTableCase> {};
+
+// One call per test (each runs in a process of its own, which raises at most
+// ten errors with their texts). The other table does not stand in for the
+// missing one; once it is installed, the same call goes through.
+TEST_P(MissingTable, RaisesWithTheTableNamedUntilItIsInstalled) {
+    const MissingTableCase& c = GetParam();
+    {
+        std::unique_ptr<LoggingDevice> device(c.database ? new LoggingDevice : nullptr);
+        std::unique_ptr<LoggingDatabase> database(c.database ? nullptr : new LoggingDatabase);
+        const auto error = KxTest::CatchError(c.call);
+        ASSERT_NE(error, nullptr);
+        EXPECT_STREQ(error->GetCondition().GetString(), c.database
+                                                            ? "s_pEmbeddedDatabaseCallbacks == NULL"
+                                                            : "s_pEmbeddedDeviceCallbacks == NULL");
         EXPECT_STREQ(error->GetFileName().GetString(),
                      "Base/Common/KxTamarindCommon/Src/CEmbeddedShell");
         EXPECT_EQ(error->GetErrorCode(), E_POINTER);
         EXPECT_FALSE(error->GetIsRepairedError());
         EXPECT_GT(error->GetLine(), 0);
-        delete error;
+        EXPECT_EQ((device ? device->calls.size() : 0) + (database ? database->calls.size() : 0),
+                  0u);
     }
+    LoggingDevice device;
+    LoggingDatabase database;
+    EXPECT_EQ(KxTest::CatchError(c.call), nullptr);
+    EXPECT_EQ(device.calls.size() + database.calls.size(), 1u);
 }
 
-const char kNoDevice[] = "s_pEmbeddedDeviceCallbacks == NULL";
-const char kNoDatabase[] = "s_pEmbeddedDatabaseCallbacks == NULL";
+INSTANTIATE_TEST_SUITE_P(EmbeddedShell, MissingTable, ::testing::ValuesIn(kMissingTableCases),
+                         [](const ::testing::TestParamInfo<MissingTableCase>& info) {
+                             return std::string(info.param.name);
+                         });
 
 } // namespace
-
-TEST(EmbeddedShell, DeviceMembersForwardArgumentsAndResults) {
-    DeviceScope scope;
-    FakeDevice& device = scope.device;
-    EXPECT_TRUE(CEmbeddedShell::HasDeviceCallbacks());
-    EXPECT_EQ(CEmbeddedShell::GetDeviceName(), "dev");
-    EXPECT_EQ(CEmbeddedShell::GetSoftwareVersion(), "1.2");
-    EXPECT_EQ(CEmbeddedShell::GetSoftwareInstallationPath(), "/opt/fw");
-    EXPECT_EQ(CEmbeddedShell::GetRuntimeDirectory("log"), "/run/x");
-
-    device.result = E_ACCESSDENIED;
-    device.shortResult = -7;
-    short r = 3;
-    EXPECT_EQ(CEmbeddedShell::ExecuteScpiSave(12, r), E_ACCESSDENIED);
-    EXPECT_EQ(r, -7);
-    r = 4;
-    device.shortResult = 8;
-    EXPECT_EQ(CEmbeddedShell::ExecuteScpiRecall(13, r), E_ACCESSDENIED);
-    EXPECT_EQ(r, 8);
-    r = 5;
-    device.result = S_FALSE;
-    device.shortResult = 9;
-    EXPECT_EQ(CEmbeddedShell::ExecuteScpiReset(r), S_FALSE);
-    EXPECT_EQ(r, 9);
-    r = 6;
-    device.shortResult = 10;
-    EXPECT_EQ(CEmbeddedShell::ExecuteScpiPreset(r), S_FALSE);
-    EXPECT_EQ(r, 10);
-    device.result = E_ABORT;
-    EXPECT_EQ(
-        CEmbeddedShell::AnnounceScpiError(-113, CComBSTR(L"Undefined header"), CComBSTR(L"FREQ:X")),
-        E_ABORT);
-    EXPECT_EQ(device.announced, L"announce -113 Undefined header|FREQ:X");
-    EXPECT_EQ(CEmbeddedShell::ShutdownDevice(), E_ABORT);
-    EXPECT_EQ(CEmbeddedShell::RebootDevice(3), E_ABORT);
-    KxRebootDevice(-2);
-
-    char file[] = "thread.cpp";
-    CEmbeddedShell::TraceThreadMessage("worker", file, 99, L"text\u00E4");
-    EXPECT_STREQ(device.traceName, "worker");
-    EXPECT_EQ(device.traceFile, file);
-    EXPECT_EQ(device.traceLine, 99);
-    EXPECT_EQ(device.traceText, L"text\u00E4");
-
-    EXPECT_EQ(device.calls,
-              (std::vector<std::string>{"name", "version", "path", "runtime log", "save 12 3",
-                                        "recall 13 4", "reset 5", "preset 6", "announce",
-                                        "shutdown", "reboot 3", "reboot -2", "trace"}));
-}
-
-TEST(EmbeddedShell, DatabaseMembersForward) {
-    DatabaseScope scope;
-    std::string value = "old";
-    EXPECT_TRUE(CEmbeddedShell::ReadParameter("k1", value));
-    EXPECT_EQ(value, "v(k1)");
-    EXPECT_TRUE(CEmbeddedShell::WriteParameter("k2", "val"));
-    scope.database.result = false;
-    EXPECT_FALSE(CEmbeddedShell::ResetParameter("k3"));
-    EXPECT_FALSE(CEmbeddedShell::ReadParameter("k4", value));
-    EXPECT_EQ(scope.database.calls,
-              (std::vector<std::string>{"read k1", "write k2=val", "reset k3", "read k4"}));
-    // The database table does not need a device table and vice versa.
-    EXPECT_FALSE(CEmbeddedShell::HasDeviceCallbacks());
-}
-
-TEST(EmbeddedShell, MissingDeviceTableRaisesFromQueries) {
-    ASSERT_FALSE(CEmbeddedShell::HasDeviceCallbacks());
-    ExpectMissingTable([] { CEmbeddedShell::GetDeviceName(); }, kNoDevice, "name");
-    ExpectMissingTable([] { CEmbeddedShell::GetSoftwareVersion(); }, kNoDevice, "version");
-    ExpectMissingTable([] { CEmbeddedShell::GetSoftwareInstallationPath(); }, kNoDevice, "path");
-    ExpectMissingTable([] { CEmbeddedShell::GetRuntimeDirectory("x"); }, kNoDevice, "runtime");
-    ExpectMissingTable([] { CEmbeddedShell::TraceThreadMessage("n", "f", 1, L"t"); }, kNoDevice,
-                       "trace");
-    BSTR out = nullptr;
-    ExpectMissingTable([&] { GetDeviceName(&out); }, kNoDevice, "GetDeviceName(BSTR*)");
-    ExpectMissingTable([&] { GetSoftwareVersion(&out); }, kNoDevice, "GetSoftwareVersion(BSTR*)");
-    ExpectMissingTable([&] { GetSoftwareInstallationPath(&out); }, kNoDevice,
-                       "GetSoftwareInstallationPath(BSTR*)");
-    EXPECT_EQ(out, nullptr);
-    // A null out-pointer is answered before the shell is asked.
-    EXPECT_EQ(GetDeviceName(nullptr), E_POINTER);
-    EXPECT_EQ(GetSoftwareVersion(nullptr), E_POINTER);
-    EXPECT_EQ(GetSoftwareInstallationPath(nullptr), E_POINTER);
-}
-
-TEST(EmbeddedShell, MissingDeviceTableRaisesFromCommands) {
-    short r = 0;
-    ExpectMissingTable([&] { CEmbeddedShell::ExecuteScpiSave(1, r); }, kNoDevice, "save");
-    ExpectMissingTable([&] { CEmbeddedShell::ExecuteScpiRecall(1, r); }, kNoDevice, "recall");
-    ExpectMissingTable([&] { CEmbeddedShell::ExecuteScpiReset(r); }, kNoDevice, "reset");
-    ExpectMissingTable([&] { CEmbeddedShell::ExecuteScpiPreset(r); }, kNoDevice, "preset");
-    ExpectMissingTable([] { CEmbeddedShell::AnnounceScpiError(1, CComBSTR(), CComBSTR()); },
-                       kNoDevice, "announce");
-    ExpectMissingTable([] { CEmbeddedShell::ShutdownDevice(); }, kNoDevice, "shutdown");
-    ExpectMissingTable([] { CEmbeddedShell::RebootDevice(1); }, kNoDevice, "reboot");
-    ExpectMissingTable([] { KxRebootDevice(1); }, kNoDevice, "KxRebootDevice");
-    ExpectMissingTable(
-        [] {
-            CErrorObject error;
-            CEmbeddedShell::SendToInformationManagement(&error);
-        },
-        kNoDevice, "send");
-    // A table installed later is found.
-    DeviceScope scope;
-    EXPECT_EQ(CEmbeddedShell::RebootDevice(4), S_OK);
-    EXPECT_EQ(scope.device.calls, (std::vector<std::string>{"reboot 4"}));
-}
-
-TEST(EmbeddedShell, MissingDatabaseTableRaises) {
-    DeviceScope device; // the device table does not stand in for it
-    std::string value = "keep";
-    ExpectMissingTable([&] { CEmbeddedShell::ReadParameter("k", value); }, kNoDatabase, "read");
-    ExpectMissingTable([] { CEmbeddedShell::WriteParameter("k", "v"); }, kNoDatabase, "write");
-    ExpectMissingTable([] { CEmbeddedShell::ResetParameter("k"); }, kNoDatabase, "reset");
-    EXPECT_EQ(value, "keep");
-    EXPECT_TRUE(device.device.calls.empty());
-}
-
-TEST(EmbeddedShell, SendToInformationManagementShutsDownOnlyForThrownErrors) {
-    DeviceScope scope;
-    CErrorObject repaired;
-    repaired.SetIsRepairedError(true);
-    CErrorObject thrown;
-    CEmbeddedShell::SendToInformationManagement(&repaired);
-    EXPECT_EQ(scope.device.calls, (std::vector<std::string>{"send"}));
-    CEmbeddedShell::SendToInformationManagement(&thrown);
-    EXPECT_EQ(scope.device.calls, (std::vector<std::string>{"send", "send", "shutdown"}));
-    ASSERT_EQ(scope.device.sent.size(), 2u);
-    EXPECT_EQ(scope.device.sent[0], &repaired);
-    EXPECT_EQ(scope.device.sent[1], &thrown);
-}
-
-TEST(EmbeddedShell, IdentityTextsAsBstr) {
-    DeviceScope scope;
-    scope.device.name = "Ger\xC3\xA4t";
-    scope.device.version = "V\xE2\x82\xAC 2";
-    scope.device.path = "/opt/\xC3\x9F";
-    BSTR text = nullptr;
-    ASSERT_EQ(GetDeviceName(&text), S_OK);
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(SysStringLen(text), 5u);
-    EXPECT_STREQ(text, L"Ger\u00E4t");
-    SysFreeString(text);
-    text = nullptr;
-    ASSERT_EQ(GetSoftwareVersion(&text), S_OK);
-    EXPECT_STREQ(text, L"V\u20AC 2");
-    SysFreeString(text);
-    text = nullptr;
-    ASSERT_EQ(GetSoftwareInstallationPath(&text), S_OK);
-    EXPECT_STREQ(text, L"/opt/\u00DF");
-    SysFreeString(text);
-
-    // An empty answer is an empty string, not a null one.
-    scope.device.name.clear();
-    text = nullptr;
-    ASSERT_EQ(GetDeviceName(&text), S_OK);
-    ASSERT_NE(text, nullptr);
-    EXPECT_EQ(SysStringLen(text), 0u);
-    SysFreeString(text);
-    EXPECT_EQ(scope.device.calls, (std::vector<std::string>{"name", "version", "path", "name"}));
-}
-
-TEST(EmbeddedShell, TraceThreadConvertsWideName) {
-    DeviceScope scope;
-    char file[] = "f.cpp";
-    wchar_t name[] = L"W\u00E4rker";
-    wchar_t text[] = L"msg";
-    TraceThread(name, file, 5, text);
-    ASSERT_EQ(scope.device.calls.size(), 1u);
-    EXPECT_NE(scope.device.traceName, nullptr);
-    EXPECT_EQ(scope.device.traceNameText, "W\xC3\xA4rker");
-    EXPECT_EQ(scope.device.traceFile, file);
-    EXPECT_EQ(scope.device.traceLine, 5);
-    EXPECT_EQ(scope.device.traceText, L"msg");
-
-    TraceThread(static_cast<wchar_t*>(nullptr), file, 6, nullptr);
-    EXPECT_EQ(scope.device.traceName, nullptr);
-    EXPECT_TRUE(scope.device.traceTextNull);
-    EXPECT_EQ(scope.device.traceLine, 6);
-
-    char narrow[] = "plain";
-    TraceThread(narrow, file, 7, text);
-    EXPECT_EQ(scope.device.traceName, narrow);
-    EXPECT_EQ(scope.device.calls.size(), 3u);
-}

@@ -7,15 +7,12 @@
 #include "SampleLog.h"
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: make_error_log FILE MEGABYTES\n");
+    const unsigned long megabytes = argc == 3 ? std::strtoul(argv[2], nullptr, 10) : 0;
+    FILE* out = megabytes != 0 ? std::fopen(argv[1], "wb") : nullptr;
+    if (out == nullptr) {
+        std::fprintf(stderr,
+                     "usage: make_error_log FILE MEGABYTES (a writable file, 1 MB or more)\n");
         return 2;
-    }
-    const unsigned long megabytes = std::strtoul(argv[2], nullptr, 10);
-    FILE* out = std::fopen(argv[1], "wb");
-    if (out == nullptr || megabytes == 0) {
-        std::fprintf(stderr, "make_error_log: cannot write %s MB to '%s'\n", argv[2], argv[1]);
-        return 1;
     }
     unsigned long long written = 0;
     unsigned long records = 0;

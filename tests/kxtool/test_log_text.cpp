@@ -1,9 +1,10 @@
-// The byte-level preparation of log text for the XML parser, and the
-// escaping of record texts for output.
+// The byte-level preparation of log text for the XML parser, the escaping of
+// record texts for output, and the reading of --since times.
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "LogFilter.h"
 #include "LogTextRepair.h"
 #include "RawElementEscaper.h"
 #include "TextEscape.h"
@@ -12,34 +13,29 @@ namespace {
 
 using namespace KxTool;
 
-std::string Repaired(const std::string& input, std::size_t split) {
-    LogTextRepair repair;
-    std::string out;
-    repair.Repair(input.data(), split, out);
-    repair.Repair(input.data() + split, input.size() - split, out);
-    repair.Finish(out);
-    return out;
-}
-
-std::string Escaped(const std::string& input, std::size_t split) {
-    RawElementEscaper escaper;
-    std::string out;
-    escaper.Process(input.data(), split, out);
-    escaper.Process(input.data() + split, input.size() - split, out);
-    escaper.Finish(out);
-    return out;
-}
-
 // Stand-in of a C0 control character c: U+FDD0 + c.
 std::string StandIn(unsigned char c) {
     return std::string("\xEF\xB7") + static_cast<char>(0x90 + c);
 }
 
+// Both streaming filters give the same output whatever the split of their
+// input into two pieces.
+template <typename Filter, typename Call>
+void ExpectEverySplit(const std::string& input, const std::string& output, Call process) {
+    for (std::size_t split = 0; split <= input.size(); ++split) {
+        Filter filter;
+        std::string out;
+        process(filter, input.data(), split, out);
+        process(filter, input.data() + split, input.size() - split, out);
+        filter.Finish(out);
+        EXPECT_EQ(out, output) << "split at " << split;
+    }
+}
+
 TEST(LogTextRepair, KeepsUtf8AndMakesEverythingElseParseable) {
     const struct {
         const char* name;
-        std::string input;
-        std::string output;
+        std::string input, output;
     } cases[] = {
         {"plain text and markup", "<a>x\ty\r\n</a>", "<a>x\ty\r\n</a>"},
         {"UTF-8 of 2, 3 and 4 bytes", "\xC2\xB5 \xE2\x82\xAC \xF0\x9F\x98\x80",
@@ -56,32 +52,28 @@ TEST(LogTextRepair, KeepsUtf8AndMakesEverythingElseParseable) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        for (std::size_t split = 0; split <= c.input.size(); ++split) {
-            SCOPED_TRACE("split at " + std::to_string(split));
-            EXPECT_EQ(Repaired(c.input, split), c.output);
-        }
+        ExpectEverySplit<LogTextRepair>(c.input, c.output,
+                                        [](auto& f, auto&&... a) { f.Repair(a...); });
     }
-}
-
-TEST(LogTextRepair, ControlCharactersComeBackAfterParsing) {
+    // The controls come back after parsing; tab, line feed and carriage
+    // return pass as they are; neighbours of the stand-ins stay.
     std::string bytes;
     for (int c = 0; c < 0x20; ++c) {
         bytes += static_cast<char>(c);
     }
-    std::string text = Repaired(bytes + "\xC2\xB5", 0);
+    LogTextRepair repair;
+    std::string text;
+    repair.Repair(bytes.data(), bytes.size(), text);
+    repair.Finish(text);
+    text += "\xEF\xB7\x8F\xEF\xB7\xB0\xEF\xB7";
     RestoreControls(text);
-    // Tab, line feed and carriage return pass as they are; the rest return.
-    EXPECT_EQ(text, bytes + "\xC2\xB5");
-    std::string noStandIn = "\xEF\xB7\x8F\xEF\xB7\xB0\xEF\xB7";
-    RestoreControls(noStandIn);
-    EXPECT_EQ(noStandIn, "\xEF\xB7\x8F\xEF\xB7\xB0\xEF\xB7");
+    EXPECT_EQ(text, bytes + "\xEF\xB7\x8F\xEF\xB7\xB0\xEF\xB7");
 }
 
 TEST(RawElementEscaper, EscapesTheElementsTheLibraryWritesRaw) {
     const struct {
         const char* name;
-        std::string input;
-        std::string output;
+        std::string input, output;
     } cases[] = {
         {"co-class with an ampersand", "      <CoClassName>Save & Recall</CoClassName>\n",
          "      <CoClassName>Save &amp; Recall</CoClassName>\n"},
@@ -101,60 +93,68 @@ TEST(RawElementEscaper, EscapesTheElementsTheLibraryWritesRaw) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        for (std::size_t split = 0; split <= c.input.size(); ++split) {
-            SCOPED_TRACE("split at " + std::to_string(split));
-            EXPECT_EQ(Escaped(c.input, split), c.output);
-        }
+        ExpectEverySplit<RawElementEscaper>(c.input, c.output,
+                                            [](auto& f, auto&&... a) { f.Process(a...); });
     }
-}
-
-TEST(RawElementEscaper, PassesAnOverlongLineUnchanged) {
+    // An overlong line passes unchanged (compared whole: a failure must not
+    // print a megabyte).
     const std::string overlong =
         "<Thread>" + std::string(RawElementEscaper::kMaxLineBytes, '&') + "</Thread>\n";
     const std::string input = overlong + "<Thread>&</Thread>\n";
-    const std::string output = Escaped(input, input.size() / 2);
-    // Compared as a whole: a failure must not print a megabyte.
+    RawElementEscaper escaper;
+    std::string output;
+    escaper.Process(input.data(), input.size() / 2, output);
+    escaper.Process(input.data() + input.size() / 2, input.size() - input.size() / 2, output);
+    escaper.Finish(output);
     EXPECT_TRUE(output == overlong + "<Thread>&amp;</Thread>\n") << output.size();
 }
 
-TEST(OneLine, PutsARecordTextOnOneTerminalLine) {
+TEST(TextEscape, OneTerminalLineAndPureAsciiJson) {
     const struct {
-        std::string input;
-        std::string output;
+        std::string input, line, json;
     } cases[] = {
-        {"plain", "plain"},
-        {"first\nsecond\r\nthird\rfourth\n\n", "first | second | third | fourth"},
-        {"tab\there  ", "tab\\there"},
-        {std::string("nul\0bell\x07 del\x7F", 14), "nul\\x00bell\\x07 del\\x7f"},
-        {"C1 \xC2\x9B"
-         "31m",
-         "C1 \\u009b31m"},
-        {"\xC2\xB5V \xE2\x82\xAC \xF0\x9F\x98\x80", "\xC2\xB5V \xE2\x82\xAC \xF0\x9F\x98\x80"},
-        {"bad \xFF\xC3", "bad \\xff\\xc3"},
-        {"", ""},
+        {"", "", "\"\""},
+        {"first\nsecond\r\nthird\rfourth \t\n\n", "first | second | third | fourth",
+         "\"first\\nsecond\\r\\nthird\\rfourth \\t\\n\\n\""},
+        {"tab\there  \b\f", "tab\\there  \\x08\\x0c", "\"tab\\there  \\b\\f\""},
+        {"say \"hi\" \\ /", "say \"hi\" \\ /", "\"say \\\"hi\\\" \\\\ /\""},
+        {std::string("nul\0bell\x07 del\x7F", 14), "nul\\x00bell\\x07 del\\x7f",
+         "\"nul\\u0000bell\\u0007 del\\u007f\""},
+        {"C1 \xC2\x9B", "C1 \\u009b", "\"C1 \\u009b\""},
+        {"\xC2\xB5\xE2\x82\xAC\xF0\x9F\x98\x80", "\xC2\xB5\xE2\x82\xAC\xF0\x9F\x98\x80",
+         "\"\\u00b5\\u20ac\\ud83d\\ude00\""},
+        {"bad \xFF\xC3", "bad \\xff\\xc3", "\"bad \\ufffd\\ufffd\""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.input);
-        EXPECT_EQ(OneLine(c.input), c.output);
+        EXPECT_EQ(OneLine(c.input), c.line);
+        EXPECT_EQ(JsonString(c.input), c.json);
     }
 }
 
-TEST(JsonString, EscapesToPureAscii) {
+TEST(ReadSinceTime, AcceptsDatesWithOptionalTimesOfDay) {
     const struct {
-        std::string input;
-        std::string output;
+        const char* text;
+        const char* sortable; // null: refused
     } cases[] = {
-        {"", "\"\""},
-        {"say \"hi\" \\ /", "\"say \\\"hi\\\" \\\\ /\""},
-        {"\b\f\n\r\t", "\"\\b\\f\\n\\r\\t\""},
-        {std::string("\0\x01\x1F\x7F", 4), "\"\\u0000\\u0001\\u001f\\u007f\""},
-        {"\xC2\xB5\xE2\x82\xAC", "\"\\u00b5\\u20ac\""},
-        {"\xF0\x9F\x98\x80", "\"\\ud83d\\ude00\""},
-        {"\xFF", "\"\\ufffd\""},
+        {"2024-05-01", "2024-05-01 00:00:00.000"},
+        {"2024-05-01 13:05", "2024-05-01 13:05:00.000"},
+        {"2024-05-01T13:05:30", "2024-05-01 13:05:30.000"},
+        {"2024-05-01 13:05:30.2", "2024-05-01 13:05:30.200"},
+        {"2024-05-01 13:05:30.025", "2024-05-01 13:05:30.025"},
+        // clang-format off
+        {"2024-05-01 13:05:30.0250", nullptr}, {"2024-05-01 13:05:30.", nullptr},
+        {"2024-5-1", nullptr}, {"2024-13-01", nullptr}, {"2024-05-00", nullptr},
+        {"2024-05-01 24:00", nullptr}, {"2024-05-01 13", nullptr}, {"2024-05-01  13:05", nullptr},
+        {"yesterday", nullptr}, {"", nullptr},
+        // clang-format on
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.input);
-        EXPECT_EQ(JsonString(c.input), c.output);
+        SCOPED_TRACE(c.text);
+        std::string sortable, problem;
+        EXPECT_EQ(ReadSinceTime(c.text, sortable, problem), c.sortable != nullptr);
+        EXPECT_EQ(problem.empty(), c.sortable != nullptr);
+        EXPECT_EQ(sortable, c.sortable != nullptr ? c.sortable : "");
     }
 }
 

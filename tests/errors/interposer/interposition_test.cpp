@@ -3,28 +3,21 @@
 
 #include <gtest/gtest.h>
 
+#include "common/CountingUnknown.h"
+
 namespace {
 
 using KxTamarind::CObjectDataReferenceBase;
 
 class Reporter : public CObjectDataReferenceBase {};
 
-struct FakePartner : IUnknown {
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-};
-
 const int kProperty = 0;
 
 TEST(NotifyErrorInterposition, ReportersReachTheInterposedSinkWithTypesEventsAndTexts) {
     auto& calls = InterposedNotifications();
     calls.clear();
+    KxTest::CountingUnknown partner;
     Reporter reporter;
-    FakePartner partner;
 
     reporter.SubsysError(static_cast<IUnknown*>(&partner), "a<b");
     reporter.SubsysError(static_cast<const void*>(&kProperty), "x&y");
@@ -34,10 +27,11 @@ TEST(NotifyErrorInterposition, ReportersReachTheInterposedSinkWithTypesEventsAnd
     reporter.PropertyError(&kProperty, "\"err\"", &partner);
     CObjectDataReferenceBase::RepairedError(&reporter, &kProperty, &partner, "repaired <raw>");
     CObjectDataReferenceBase::FatalError(&reporter, nullptr, nullptr, "fatal one");
-    CObjectDataReferenceBase::FatalError(&reporter, nullptr, nullptr, "fatal two");
+    // Only the first fatal error is notified, and no repaired one after it.
+    CObjectDataReferenceBase::FatalError(nullptr, nullptr, nullptr, "fatal two");
     CObjectDataReferenceBase::RepairedError(&reporter, nullptr, nullptr, "after fatal");
+    CObjectDataReferenceBase::RepairedError(nullptr, nullptr, nullptr, "after fatal");
 
-    ASSERT_EQ(calls.size(), 8u);
     const struct {
         int type;
         int event;
@@ -55,6 +49,7 @@ TEST(NotifyErrorInterposition, ReportersReachTheInterposedSinkWithTypesEventsAnd
         {5, 4, &kProperty, &partner, "repaired <raw>"},
         {6, 4, nullptr, nullptr, "fatal one"},
     };
+    ASSERT_EQ(calls.size(), std::size(expected));
     for (std::size_t i = 0; i < calls.size(); ++i) {
         SCOPED_TRACE(i);
         EXPECT_EQ(calls[i].origin, &reporter);
@@ -64,7 +59,10 @@ TEST(NotifyErrorInterposition, ReportersReachTheInterposedSinkWithTypesEventsAnd
         EXPECT_EQ(calls[i].partner, expected[i].partner);
         EXPECT_EQ(calls[i].text, expected[i].text);
     }
+    // Only PropertyError counts, until the property state is cleared.
     EXPECT_EQ(reporter.PropertyErrorCount(), 1);
+    reporter.ClearPropertyState();
+    EXPECT_EQ(reporter.PropertyErrorCount(), 0);
 }
 
 } // namespace
