@@ -32,7 +32,7 @@ struct GuidLess {
 using Calls = std::vector<std::string>;
 
 // clang-format off
-#define KXT_NOTIMPL(name) STDMETHOD(name)() override { return E_NOTIMPL; }
+#define KXT_LINKAGE_NOTIMPL(name) STDMETHOD(name)() override { return E_NOTIMPL; }
 // clang-format on
 
 class FakeLinkage : public Counted<KxTamarind::IKXLinkage> {
@@ -87,8 +87,9 @@ public:
         return S_OK;
     }
     // clang-format off
-    KXT_NOTIMPL(Reserved1) KXT_NOTIMPL(Reserved5) KXT_NOTIMPL(Reserved6) KXT_NOTIMPL(Reserved8)
-    KXT_NOTIMPL(Reserved9) KXT_NOTIMPL(Reserved10) KXT_NOTIMPL(Reserved12) KXT_NOTIMPL(Reserved13);
+    KXT_LINKAGE_NOTIMPL(Reserved1) KXT_LINKAGE_NOTIMPL(Reserved5) KXT_LINKAGE_NOTIMPL(Reserved6)
+    KXT_LINKAGE_NOTIMPL(Reserved8) KXT_LINKAGE_NOTIMPL(Reserved9) KXT_LINKAGE_NOTIMPL(Reserved10)
+    KXT_LINKAGE_NOTIMPL(Reserved12) KXT_LINKAGE_NOTIMPL(Reserved13);
     // clang-format on
 
 private:
@@ -109,5 +110,7 @@ private:
         calls.emplace_back(text);
     }
 };
+
+#undef KXT_LINKAGE_NOTIMPL
 
 } // namespace KxTest
