@@ -48,35 +48,23 @@ void BstrAllocationCounter::Note(unsigned long long characters) {
 
 using KxTest::BstrAllocationCounter;
 
-BSTR SysAllocString(const OLECHAR* source) {
-    static const auto next = KxTest::Next<BSTR (*)(const OLECHAR*)>("_Z14SysAllocStringPKw");
-    BstrAllocationCounter::Note(source != nullptr ? std::wcslen(source) : 0);
-    return next(source);
-}
-
-BSTR SysAllocStringLen(const OLECHAR* source, UINT length) {
-    static const auto next =
-        KxTest::Next<BSTR (*)(const OLECHAR*, UINT)>("_Z17SysAllocStringLenPKwj");
-    BstrAllocationCounter::Note(length);
-    return next(source, length);
-}
-
-BSTR SysAllocStringByteLen(LPCSTR source, UINT length) {
-    static const auto next = KxTest::Next<BSTR (*)(LPCSTR, UINT)>("_Z21SysAllocStringByteLenPKcj");
-    BstrAllocationCounter::Note((length + sizeof(OLECHAR) - 1) / sizeof(OLECHAR));
-    return next(source, length);
-}
-
-INT SysReAllocString(BSTR* bstr, const OLECHAR* source) {
-    static const auto next =
-        KxTest::Next<INT (*)(BSTR*, const OLECHAR*)>("_Z16SysReAllocStringPPwPKw");
-    BstrAllocationCounter::Note(source != nullptr ? std::wcslen(source) : 0);
-    return next(bstr, source);
-}
-
-INT SysReAllocStringLen(BSTR* bstr, const OLECHAR* source, UINT length) {
-    static const auto next =
-        KxTest::Next<INT (*)(BSTR*, const OLECHAR*, UINT)>("_Z19SysReAllocStringLenPPwPKwj");
-    BstrAllocationCounter::Note(length);
-    return next(bstr, source, length);
-}
+// Each definition notes its call and forwards to the platform's function,
+// found by its mangled name.
+// clang-format off
+#define KXT_FORWARD(Result, Name, Mangled, Params, Args, Characters)                               \
+    Result Name Params {                                                                           \
+        static const auto next = KxTest::Next<Result(*) Params>(Mangled);                         \
+        BstrAllocationCounter::Note(Characters);                                                   \
+        return next Args;                                                                          \
+    }
+KXT_FORWARD(BSTR, SysAllocString, "_Z14SysAllocStringPKw", (const OLECHAR* source), (source),
+            source != nullptr ? std::wcslen(source) : 0)
+KXT_FORWARD(BSTR, SysAllocStringLen, "_Z17SysAllocStringLenPKwj", (const OLECHAR* source, UINT length),
+            (source, length), length)
+KXT_FORWARD(BSTR, SysAllocStringByteLen, "_Z21SysAllocStringByteLenPKcj", (LPCSTR source, UINT length),
+            (source, length), (length + sizeof(OLECHAR) - 1) / sizeof(OLECHAR))
+KXT_FORWARD(INT, SysReAllocString, "_Z16SysReAllocStringPPwPKw", (BSTR* bstr, const OLECHAR* source),
+            (bstr, source), source != nullptr ? std::wcslen(source) : 0)
+KXT_FORWARD(INT, SysReAllocStringLen, "_Z19SysReAllocStringLenPPwPKwj",
+            (BSTR* bstr, const OLECHAR* source, UINT length), (bstr, source, length), length)
+// clang-format on

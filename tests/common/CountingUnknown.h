@@ -1,14 +1,12 @@
-// CountingUnknown: an IUnknown test double that counts AddRef and Release
-// and answers QueryInterface for the interfaces a test gives it.
-//
-// It never deletes itself: tests own it (usually on the stack, declared
-// before the registries that hold it) and its destructor checks that
-// References() is back at 0. QueryInterface answers
-// IID_IUnknown with itself and any identifier registered with Answer() with
-// the given pointer (AddRef'd through that pointer); everything else is
-// E_NOINTERFACE. Counts are relaxed atomics so stress tests may share one.
-// ThrowOnRelease() makes the next Release throw (after counting), to drive
-// the error paths of destructors.
+// Counted<Interface>: IUnknown for a test double of Interface that lives on
+// the test's stack. AddRef and Release only count (it never deletes itself)
+// and its destructor fails the running test unless References() is back at
+// 0. QueryInterface answers IID_IUnknown with itself and every identifier
+// given to Answer() with the given pointer (AddRef'd through it); anything
+// else E_NOINTERFACE. Counts are relaxed atomics, so stress tests may share
+// one double. ThrowOnRelease() makes the next Release throw (after
+// counting), to drive the error paths of destructors.
+// CountingUnknown: the plain IUnknown of that kind.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,17 +19,13 @@
 
 namespace KxTest {
 
-class CountingUnknown : public IUnknown {
+template <class Interface>
+class Counted : public Interface {
 public:
-    CountingUnknown() = default;
-    CountingUnknown(const CountingUnknown&) = delete;
-    CountingUnknown& operator=(const CountingUnknown&) = delete;
-    // Every test ends with the counts back where they started: a double
-    // that dies with references still held (or released too often) fails
-    // the running test.
-    virtual ~CountingUnknown() {
-        EXPECT_EQ(References(), 0) << "CountingUnknown destroyed with unbalanced references";
-    }
+    Counted() = default;
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    virtual ~Counted() { EXPECT_EQ(References(), 0) << "test double dies with references held"; }
 
     // QueryInterface(iid) hands out `target` (with an AddRef on it).
     void Answer(const IID& iid, IUnknown* target) { m_Answers.emplace_back(iid, target); }
@@ -42,23 +36,19 @@ public:
             return E_POINTER;
         }
         *ppv = nullptr;
-        m_lQueries.fetch_add(1, std::memory_order_relaxed);
-        if (IsEqualIID(riid, IID_IUnknown)) {
-            AddRef();
-            *ppv = static_cast<IUnknown*>(this);
-            return S_OK;
+        IUnknown* target = IsEqualIID(riid, IID_IUnknown) ? static_cast<IUnknown*>(this) : nullptr;
+        for (auto answer = m_Answers.begin(); target == nullptr && answer != m_Answers.end();
+             ++answer) {
+            target = IsEqualIID(answer->first, riid) ? answer->second : nullptr;
         }
-        for (const auto& answer : m_Answers) {
-            if (IsEqualIID(answer.first, riid) && answer.second != nullptr) {
-                answer.second->AddRef();
-                *ppv = answer.second;
-                return S_OK;
-            }
+        if (target == nullptr) {
+            return E_NOINTERFACE;
         }
-        return E_NOINTERFACE;
+        target->AddRef();
+        *ppv = target;
+        return S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() override {
-        m_lAddRefs.fetch_add(1, std::memory_order_relaxed);
         return static_cast<ULONG>(m_lRefs.fetch_add(1, std::memory_order_relaxed) + 1);
     }
     ULONG STDMETHODCALLTYPE Release() override {
@@ -73,17 +63,15 @@ public:
 
     // AddRefs minus Releases since construction.
     long References() const { return m_lRefs.load(std::memory_order_relaxed); }
-    long AddRefs() const { return m_lAddRefs.load(std::memory_order_relaxed); }
     long Releases() const { return m_lReleases.load(std::memory_order_relaxed); }
-    long Queries() const { return m_lQueries.load(std::memory_order_relaxed); }
 
 private:
     std::vector<std::pair<IID, IUnknown*>> m_Answers;
     std::atomic<long> m_lRefs{0};
-    std::atomic<long> m_lAddRefs{0};
     std::atomic<long> m_lReleases{0};
-    std::atomic<long> m_lQueries{0};
     bool m_bThrowOnRelease = false;
 };
+
+class CountingUnknown : public Counted<IUnknown> {};
 
 } // namespace KxTest

@@ -1,158 +1,116 @@
-// FakeLinkage: an IKXLinkage test double. It counts AddRef/Release (it never
-// deletes itself: tests own it and its destructor checks the references are
-// back at 0), records the calls it receives, and answers them from what the
-// test set up:
-//  - RegisterObject / UnregisterObject return registerResult /
-//    unregisterResult and record the GUID and handle passed;
-//  - SearchPartner hands out (AddRef'd) the partner set with AddPartner for
-//    the GUID: S_OK, else null and S_FALSE;
-//  - SearchFarPartner records its arguments and hands out farPartner
-//    (AddRef'd) and a copy of farName when given slots for them, answering
-//    farResult;
-//  - GetLocationObject hands out (AddRef'd) the object set with
-//    AddLocationObject for (location, reserved): S_OK, else null and
-//    S_FALSE.
-// Everything else answers E_NOTIMPL.
+// FakeLinkage: an IKXLinkage double (Counted: it lives on the test's stack
+// and checks its references at its end). Every call is logged in `calls`,
+// GUIDs by their first field, e.g. "Register 0B1EC701 7". Answers:
+//  - RegisterObject/UnregisterObject keep a real GUID -> navigation handle
+//    map (a GUID already taken, or one not registered, answers S_FALSE),
+//    unless registerResult/unregisterResult is set to another code;
+//  - SearchPartner/GetLocationObject(location, 0) hand out (AddRef'd) what
+//    `partners`/`locations` hold: S_OK, else null and S_FALSE;
+//  - SearchFarPartner answers farResult; with S_OK it hands out farPartner
+//    (AddRef'd) and a copy of farName where given slots for them, else nulls;
+//  - the partial-load flag is kept per navigation handle (0 when unset).
+// The reserved operations answer E_NOTIMPL.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <platcompat.h>
-
-#include <atomic>
-#include <utility>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "IKXLinkage.h"
+#include "common/CountingUnknown.h"
 
 namespace KxTest {
 
-class FakeLinkage : public KxTamarind::IKXLinkage {
+struct GuidLess {
+    bool operator()(const GUID& a, const GUID& b) const {
+        return std::memcmp(&a, &b, sizeof(GUID)) < 0;
+    }
+};
+using Calls = std::vector<std::string>;
+
+// clang-format off
+#define KXT_LINKAGE_NOTIMPL(name) STDMETHOD(name)() override { return E_NOTIMPL; }
+// clang-format on
+
+class FakeLinkage : public Counted<KxTamarind::IKXLinkage> {
 public:
-    FakeLinkage() = default;
-    FakeLinkage(const FakeLinkage&) = delete;
-    FakeLinkage& operator=(const FakeLinkage&) = delete;
-    virtual ~FakeLinkage() {
-        EXPECT_EQ(References(), 0) << "FakeLinkage destroyed with unbalanced references";
-    }
-
-    HRESULT registerResult = S_OK;
-    HRESULT unregisterResult = S_OK;
-    HRESULT farResult = S_OK;
-    IUnknown* farPartner = nullptr; // handed out by SearchFarPartner
+    std::map<GUID, long, GuidLess> registered;
+    std::map<GUID, IUnknown*, GuidLess> partners;
+    std::map<long, IUnknown*> locations;
+    std::map<long, short> partialLoad;
+    IUnknown* farPartner = nullptr;
     const wchar_t* farName = nullptr;
+    HRESULT registerResult = S_OK, unregisterResult = S_OK, farResult = S_OK;
+    Calls calls;
 
-    // Recorded calls.
-    int registerCalls = 0;
-    int unregisterCalls = 0;
-    int searchCalls = 0;
-    int farCalls = 0;
-    int locationCalls = 0;
-    GUID lastGuid = GUID_NULL;
-    long lastHandle = 0;
-    long lastLevel = 0;
-    bool lastGuid2WasNull = true;
-    bool lastNameSlotWasNull = true;
-    long lastLocation = 0;
-    long lastReserved = 0;
-
-    void AddPartner(const GUID& guid, IUnknown* partner) { m_Partners.emplace_back(guid, partner); }
-    void AddLocationObject(long location, IUnknown* object) {
-        m_Locations.emplace_back(location, object);
+    STDMETHOD(RegisterObject)(GUID* guid, long handle) override {
+        Log("Register %08X %ld", Id(guid), handle);
+        return registerResult != S_OK ? registerResult
+                                      : (registered.emplace(*guid, handle).second ? S_OK : S_FALSE);
     }
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr) {
-            return E_POINTER;
-        }
-        if (IsEqualIID(riid, IID_IUnknown)) {
-            AddRef();
-            *ppv = static_cast<IUnknown*>(this);
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
+    STDMETHOD(UnregisterObject)(GUID* guid) override {
+        Log("Unregister %08X", Id(guid));
+        return unregisterResult != S_OK ? unregisterResult
+                                        : (registered.erase(*guid) == 1 ? S_OK : S_FALSE);
     }
-    ULONG STDMETHODCALLTYPE AddRef() override {
-        return static_cast<ULONG>(m_lRefs.fetch_add(1, std::memory_order_relaxed) + 1);
+    STDMETHOD(SearchPartner)(GUID* guid, IUnknown** pp) override {
+        Log("Search %08X", Id(guid));
+        return HandOut(partners.count(*guid) != 0 ? partners[*guid] : nullptr, pp);
     }
-    ULONG STDMETHODCALLTYPE Release() override {
-        return static_cast<ULONG>(m_lRefs.fetch_sub(1, std::memory_order_relaxed) - 1);
-    }
-    long References() const { return m_lRefs.load(std::memory_order_relaxed); }
-
-    STDMETHOD(Reserved1)() override { return E_NOTIMPL; }
-    STDMETHOD(RegisterObject)(GUID* pObjectGuid, long navigationHandle) override {
-        ++registerCalls;
-        lastGuid = *pObjectGuid;
-        lastHandle = navigationHandle;
-        return registerResult;
-    }
-    STDMETHOD(UnregisterObject)(GUID* pObjectGuid) override {
-        ++unregisterCalls;
-        lastGuid = *pObjectGuid;
-        return unregisterResult;
-    }
-    STDMETHOD(SearchPartner)(GUID* pGuid, IUnknown** ppPartner) override {
-        ++searchCalls;
-        lastGuid = *pGuid;
-        *ppPartner = nullptr;
-        for (const auto& partner : m_Partners) {
-            if (IsEqualGUID(partner.first, *pGuid)) {
-                partner.second->AddRef();
-                *ppPartner = partner.second;
-                return S_OK;
-            }
-        }
-        return S_FALSE;
-    }
-    STDMETHOD(Reserved5)() override { return E_NOTIMPL; }
-    STDMETHOD(Reserved6)() override { return E_NOTIMPL; }
     STDMETHOD(SearchFarPartner)
-    (GUID* pGuid, long level, GUID* pGuid2, IUnknown** ppPartner, wchar_t** pName) override {
-        ++farCalls;
-        lastGuid = pGuid != nullptr ? *pGuid : GUID_NULL;
-        lastLevel = level;
-        lastGuid2WasNull = pGuid2 == nullptr;
-        lastNameSlotWasNull = pName == nullptr;
-        if (ppPartner != nullptr) {
-            *ppPartner = farPartner;
-            if (farPartner != nullptr) {
-                farPartner->AddRef();
-            }
+    (GUID* guid, long level, GUID* guid2, IUnknown** pp, wchar_t** pName) override {
+        Log("Far %08X %ld %s %s", Id(guid), level, guid2 ? "guid2" : "-", pName ? "name" : "-");
+        if (pp != nullptr) {
+            HandOut(farResult == S_OK ? farPartner : nullptr, pp);
         }
         if (pName != nullptr) {
-            *pName = farName != nullptr ? SysAllocString(farName) : nullptr;
+            *pName = farResult == S_OK && farName != nullptr ? SysAllocString(farName) : nullptr;
         }
         return farResult;
     }
-    STDMETHOD(Reserved8)() override { return E_NOTIMPL; }
-    STDMETHOD(Reserved9)() override { return E_NOTIMPL; }
-    STDMETHOD(Reserved10)() override { return E_NOTIMPL; }
-    STDMETHOD(GetLocationObject)
-    (long logicalLocation, long reserved, IUnknown** ppObject) override {
-        ++locationCalls;
-        lastLocation = logicalLocation;
-        lastReserved = reserved;
-        *ppObject = nullptr;
-        for (const auto& entry : m_Locations) {
-            if (entry.first == logicalLocation && reserved == 0) {
-                entry.second->AddRef();
-                *ppObject = entry.second;
-                return S_OK;
-            }
-        }
-        return S_FALSE;
+    STDMETHOD(GetLocationObject)(long location, long reserved, IUnknown** pp) override {
+        Log("Location %lX %ld", location, reserved);
+        return HandOut(reserved == 0 && locations.count(location) ? locations[location] : nullptr,
+                       pp);
     }
-    STDMETHOD(Reserved12)() override { return E_NOTIMPL; }
-    STDMETHOD(Reserved13)() override { return E_NOTIMPL; }
-    STDMETHOD(SetPartialLoad)(long, short) override { return E_NOTIMPL; }
-    STDMETHOD(GetPartialLoad)(long, short*) override { return E_NOTIMPL; }
+    STDMETHOD(SetPartialLoad)(long handle, short value) override {
+        Log("SetPartial %ld %d", handle, value);
+        partialLoad[handle] = value;
+        return S_OK;
+    }
+    STDMETHOD(GetPartialLoad)(long handle, short* pValue) override {
+        Log("GetPartial %ld", handle);
+        *pValue = partialLoad.count(handle) != 0 ? partialLoad[handle] : 0;
+        return S_OK;
+    }
+    // clang-format off
+    KXT_LINKAGE_NOTIMPL(Reserved1) KXT_LINKAGE_NOTIMPL(Reserved5) KXT_LINKAGE_NOTIMPL(Reserved6)
+    KXT_LINKAGE_NOTIMPL(Reserved8) KXT_LINKAGE_NOTIMPL(Reserved9) KXT_LINKAGE_NOTIMPL(Reserved10)
+    KXT_LINKAGE_NOTIMPL(Reserved12) KXT_LINKAGE_NOTIMPL(Reserved13);
+    // clang-format on
 
 private:
-    std::vector<std::pair<GUID, IUnknown*>> m_Partners;
-    std::vector<std::pair<long, IUnknown*>> m_Locations;
-    std::atomic<long> m_lRefs{0};
+    static unsigned Id(const GUID* guid) { return guid != nullptr ? guid->Data1 : 0u; }
+    static HRESULT HandOut(IUnknown* object, IUnknown** pp) {
+        *pp = object;
+        if (object != nullptr) {
+            object->AddRef();
+        }
+        return object != nullptr ? S_OK : S_FALSE;
+    }
+    __attribute__((format(printf, 2, 3))) void Log(const char* format, ...) {
+        char text[96];
+        va_list args;
+        va_start(args, format);
+        std::vsnprintf(text, sizeof text, format, args);
+        va_end(args);
+        calls.emplace_back(text);
+    }
 };
+
+#undef KXT_LINKAGE_NOTIMPL
 
 } // namespace KxTest

@@ -1,5 +1,5 @@
 // The root still set when the library is unloaded is released exactly once,
-// also when the shell released it itself before.
+// also when the shell replaced or released it itself before.
 //
 // This program does not link the library: it opens it with dlopen from its
 // build path (KXT_LIBRARY_PATH) and reaches SetRoot and ReleaseRoot through
@@ -19,115 +19,58 @@
 
 namespace {
 
-// KxTamarind::SetRoot(IUnknown*) and KxTamarind::ReleaseRoot().
-const char kSetRootSymbol[] = "_ZN10KxTamarind7SetRootEP8IUnknown";
-const char kReleaseRootSymbol[] = "_ZN10KxTamarind11ReleaseRootEv";
-
-// {E4F67E3F-13A0-11D5-99E4-00C04F306F62}: the interface registry the root
-// is queried for.
-const GUID kInterfaceRegistrationId = {
-    0xE4F67E3F, 0x13A0, 0x11D5, {0x99, 0xE4, 0x00, 0xC0, 0x4F, 0x30, 0x6F, 0x62}};
-
-// A root that counts its references; it answers the registry's identifier
-// with itself.
+// A root that counts its references; it answers the interface registry's
+// identifier {E4F67E3F-13A0-11D5-99E4-00C04F306F62} with itself.
 class CountingRoot : public IUnknown {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr) {
-            return E_POINTER;
-        }
-        if (std::memcmp(&riid, &kInterfaceRegistrationId, sizeof(GUID)) == 0) {
-            AddRef();
-            *ppv = this;
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
+        const GUID registry = {
+            0xE4F67E3F, 0x13A0, 0x11D5, {0x99, 0xE4, 0, 0xC0, 0x4F, 0x30, 0x6F, 0x62}};
+        *ppv = std::memcmp(&riid, &registry, sizeof(GUID)) == 0 ? this : nullptr;
+        return *ppv != nullptr ? (AddRef(), S_OK) : E_NOINTERFACE;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override {
-        return static_cast<ULONG>(refs.fetch_add(1, std::memory_order_relaxed) + 1);
-    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++refs); }
     ULONG STDMETHODCALLTYPE Release() override {
-        releases.fetch_add(1, std::memory_order_relaxed);
-        return static_cast<ULONG>(refs.fetch_sub(1, std::memory_order_relaxed) - 1);
+        ++releases;
+        return static_cast<ULONG>(--refs);
     }
-    std::atomic<long> refs{0};
-    std::atomic<long> releases{0};
+    std::atomic<long> refs{0}, releases{0};
 };
 
-typedef void (*SetRootFunction)(IUnknown*);
-typedef void (*ReleaseRootFunction)();
-
-void* OpenLibrary() {
-    void* library = dlopen(KXT_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
-    EXPECT_NE(library, nullptr) << dlerror();
-    return library;
-}
-
-// Closes the library and checks that it is really gone from the process.
-void CloseLibrary(void* library) {
-    ASSERT_EQ(dlclose(library), 0) << dlerror();
-    void* still = dlopen(KXT_LIBRARY_PATH, RTLD_NOW | RTLD_NOLOAD);
-    EXPECT_EQ(still, nullptr) << "the library stayed loaded after dlclose";
-    if (still != nullptr) {
-        dlclose(still);
+// Each scenario loads the library, sets two roots (the second replacing the
+// first) or one, possibly releases it, and unloads the library: every root
+// set ends with exactly one release. The roots are static: should the
+// library stay loaded after a failed check, a later SetRoot in this process
+// may still release them.
+TEST(RootUnload, EveryRootSetIsReleasedExactlyOnce) {
+    static CountingRoot roots[3][2];
+    for (int scenario = 0; scenario < 3; ++scenario) {
+        SCOPED_TRACE(scenario); // 0: one root, 1: replaced, 2: released before unload
+        void* library = dlopen(KXT_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+        ASSERT_NE(library, nullptr) << dlerror();
+        auto setRoot = reinterpret_cast<void (*)(IUnknown*)>(
+            dlsym(library, "_ZN10KxTamarind7SetRootEP8IUnknown"));
+        auto releaseRoot =
+            reinterpret_cast<void (*)()>(dlsym(library, "_ZN10KxTamarind11ReleaseRootEv"));
+        ASSERT_TRUE(setRoot != nullptr && releaseRoot != nullptr) << dlerror();
+        CountingRoot* const root = roots[scenario];
+        setRoot(&root[0]);
+        EXPECT_EQ(root[0].refs.load(), 1);
+        if (scenario == 1) {
+            setRoot(&root[1]);
+            EXPECT_EQ(root[0].releases.load(), 1);
+        }
+        if (scenario == 2) {
+            releaseRoot();
+        }
+        ASSERT_EQ(dlclose(library), 0) << dlerror();
+        void* still = dlopen(KXT_LIBRARY_PATH, RTLD_NOW | RTLD_NOLOAD);
+        EXPECT_EQ(still, nullptr) << "the library stayed loaded after dlclose";
+        for (int i = 0; i < (scenario == 1 ? 2 : 1); ++i) {
+            EXPECT_EQ(std::make_pair(root[i].releases.load(), root[i].refs.load()),
+                      std::make_pair(1L, 0L));
+        }
     }
 }
 
 } // namespace
-
-// The roots are static: should the library stay loaded after a failed
-// check, a later SetRoot in the same process may still release them.
-TEST(RootUnload, RootStillSetIsReleasedOnceAtUnload) {
-    static CountingRoot root;
-    void* library = OpenLibrary();
-    ASSERT_NE(library, nullptr);
-    auto setRoot = reinterpret_cast<SetRootFunction>(dlsym(library, kSetRootSymbol));
-    ASSERT_NE(setRoot, nullptr) << dlerror();
-
-    setRoot(&root);
-    EXPECT_EQ(root.refs.load(), 1);
-    EXPECT_EQ(root.releases.load(), 0);
-
-    CloseLibrary(library);
-    EXPECT_EQ(root.releases.load(), 1);
-    EXPECT_EQ(root.refs.load(), 0);
-}
-
-TEST(RootUnload, RootReleasedBeforeUnloadIsNotReleasedAgain) {
-    static CountingRoot root;
-    void* library = OpenLibrary();
-    ASSERT_NE(library, nullptr);
-    auto setRoot = reinterpret_cast<SetRootFunction>(dlsym(library, kSetRootSymbol));
-    auto releaseRoot = reinterpret_cast<ReleaseRootFunction>(dlsym(library, kReleaseRootSymbol));
-    ASSERT_NE(setRoot, nullptr);
-    ASSERT_NE(releaseRoot, nullptr);
-
-    setRoot(&root);
-    releaseRoot();
-    EXPECT_EQ(root.releases.load(), 1);
-    EXPECT_EQ(root.refs.load(), 0);
-
-    CloseLibrary(library);
-    EXPECT_EQ(root.releases.load(), 1);
-    EXPECT_EQ(root.refs.load(), 0);
-}
-
-TEST(RootUnload, ReplacedRootIsReleasedOnceAndTheLastOneAtUnload) {
-    static CountingRoot first;
-    static CountingRoot second;
-    void* library = OpenLibrary();
-    ASSERT_NE(library, nullptr);
-    auto setRoot = reinterpret_cast<SetRootFunction>(dlsym(library, kSetRootSymbol));
-    ASSERT_NE(setRoot, nullptr);
-
-    setRoot(&first);
-    setRoot(&second);
-    EXPECT_EQ(first.releases.load(), 1);
-    EXPECT_EQ(first.refs.load(), 0);
-
-    CloseLibrary(library);
-    EXPECT_EQ(first.releases.load(), 1);
-    EXPECT_EQ(second.releases.load(), 1);
-    EXPECT_EQ(second.refs.load(), 0);
-}
