@@ -1,15 +1,13 @@
-// The record wrappers (object and interface records), the interface list's
-// own records, the string map and the notification sink base: who owns which
-// reference and name after each copy, move and clear.
+// The record wrappers, the interface list's records, the string map and the
+// notification sink base: who owns which reference and name after each
+// copy, move and clear (the counting doubles check every count returns to 0).
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "CBNotificationSink.h"
 #include "CBStringMap.h"
-#include "CErrorObject.h"
 #include "CInterfaceList.h"
 #include "CObjectIdentificationData.h"
 #include "common/CatchError.h"
@@ -24,7 +22,6 @@ namespace {
 
 const wchar_t kEmbedded[] = {L'a', L'b', L'\0', L'c'}; // "ab", NUL, "c"
 
-// A plain record that owns nothing (the test keeps the name alive).
 ObjectIdentificationData Record(IUnknown* unknown, BSTR name) {
     return ObjectIdentificationData{unknown, Key(1), kCatA, 7, name, 3};
 }
@@ -36,56 +33,42 @@ bool IsEmptyRecord(const ObjectIdentificationData& d) {
 }
 
 std::wstring Text(BSTR s) {
-    return s == nullptr ? std::wstring(L"<null>") : std::wstring(s, SysStringLen(s));
+    return s == nullptr ? L"<null>" : std::wstring(s, SysStringLen(s));
 }
 
 } // namespace
 
 TEST(ObjectIdentificationData, CopiesOwnTheirReferenceAndName) {
     CountingUnknown unknown;
-    CountingUnknown other;
+    CountingUnknown theirs;
     CComBSTR embedded(4, kEmbedded);
-    ObjectIdentificationData raw;
-    CSmartObjectIdentificationData::InitData(raw);
-    EXPECT_TRUE(IsEmptyRecord(raw));
     EXPECT_TRUE(IsEmptyRecord(CObjectIdentificationData()));
     EXPECT_TRUE(IsEmptyRecord(CSmartObjectIdentificationData().Data()));
-    {
-        // Construction from a record and the smart form copy up to the first NUL...
-        CObjectIdentificationData fromRecord(Record(&unknown, embedded));
-        CSmartObjectIdentificationData smart(Record(&unknown, embedded));
-        EXPECT_EQ(Text(fromRecord.Name), L"ab");
-        EXPECT_EQ(Text(smart.Data().Name), L"ab");
-        EXPECT_EQ(fromRecord.SortIndex, 7);
-        EXPECT_EQ(fromRecord.InstanceNumber, 3);
-        // ...assignment and the copy constructor keep the whole length.
-        CObjectIdentificationData source(Record(&unknown, nullptr));
-        source.Name = SysAllocStringLen(kEmbedded, 4);
-        CObjectIdentificationData target(Record(&other, nullptr));
-        target = source;
-        EXPECT_EQ(other.References(), 0);
-        EXPECT_EQ(Text(target.Name), std::wstring(kEmbedded, 4));
-        BSTR before = target.Name;
-        target = target;
-        EXPECT_EQ(target.Name, before);
-        CObjectIdentificationData copy(target);
-        EXPECT_NE(copy.Name, target.Name);
-        EXPECT_EQ(SysStringLen(copy.Name), 4u);
-        EXPECT_EQ(unknown.References(), 5);
-        CSmartObjectIdentificationData smartCopy(smart);
-        EXPECT_NE(smartCopy.Data().Name, smart.Data().Name);
-        smartCopy = smartCopy;
-        smartCopy = Record(nullptr, nullptr);
-        EXPECT_EQ(smartCopy.Data().Name, nullptr);
-        EXPECT_EQ(unknown.References(), 5);
-    }
-    CObjectIdentificationData a;
-    CObjectIdentificationData b;
-    a.Name = SysAllocString(L"shared");
-    b.Name = a.Name; // deliberately shared: assignment must neither free nor copy it
-    b = a;
-    EXPECT_EQ(b.Name, a.Name);
-    b.Name = nullptr;
+    // From a plain record both forms copy up to the first NUL...
+    CObjectIdentificationData source(Record(&unknown, embedded));
+    CSmartObjectIdentificationData smart(Record(&unknown, embedded));
+    EXPECT_EQ(Text(source.Name) + Text(smart.Data().Name), L"abab");
+    CSmartObjectIdentificationData smartCopy(smart);
+    smartCopy = smartCopy;
+    EXPECT_NE(smartCopy.Data().Name, smart.Data().Name);
+    // ...between owned records the whole length is kept.
+    SysFreeString(source.Name);
+    source.Name = SysAllocStringLen(kEmbedded, 4);
+    CObjectIdentificationData target(Record(&theirs, nullptr));
+    target = source;
+    BSTR before = target.Name;
+    target = target;
+    EXPECT_EQ(target.Name, before);
+    CObjectIdentificationData copy(target);
+    EXPECT_NE(copy.Name, target.Name);
+    EXPECT_EQ(Text(copy.Name), std::wstring(kEmbedded, 4));
+    EXPECT_EQ(theirs.References(), 0);
+    EXPECT_EQ(unknown.References(), 5);
+    CObjectIdentificationData shared;
+    shared.Name = source.Name; // deliberately shared: assignment must neither free nor copy it
+    shared = source;
+    EXPECT_EQ(shared.Name, source.Name);
+    shared.Name = nullptr;
 }
 
 TEST(ObjectIdentificationData, DetachAttachCopyToAndClear) {
@@ -104,26 +87,22 @@ TEST(ObjectIdentificationData, DetachAttachCopyToAndClear) {
     EXPECT_EQ(data.Name, nullptr);
     EXPECT_EQ(data.SortIndex, 7);
     EXPECT_EQ(unknown.References(), 2);
-    CSmartObjectIdentificationData::ClearData(moved);
     CSmartObjectIdentificationData::ClearData(copy);
-    EXPECT_EQ(unknown.References(), 0);
-
-    CSmartObjectIdentificationData smart(Record(&unknown, name));
-    smart.Detach(moved); // the whole member is reset
-    EXPECT_TRUE(IsEmptyRecord(smart.Data()));
-    EXPECT_EQ(moved.pIUnknown, &unknown);
+    CSmartObjectIdentificationData smart;
     smart.Attach(moved);        // takes the reference over
     smart.Attach(smart.Data()); // onto itself: nothing
-    EXPECT_EQ(unknown.References(), 1);
     smart.CopyTo(nullptr);
     smart.CopyTo(&smart);
+    EXPECT_EQ(unknown.References(), 1);
     CSmartObjectIdentificationData target(Record(&theirs, name));
     smart.CopyTo(&target); // the target is cleared first
     EXPECT_EQ(theirs.References(), 0);
-    EXPECT_EQ(unknown.References(), 2);
-    target.Detach(); // releases, hands nothing anywhere
+    EXPECT_EQ(Text(target.Data().Name), L"dev");
+    target.Detach(moved); // the whole member is reset
     EXPECT_TRUE(IsEmptyRecord(target.Data()));
-    smart.Clear();
+    CSmartObjectIdentificationData::ClearData(moved);
+    smart.Detach(); // releases, hands nothing anywhere
+    EXPECT_TRUE(IsEmptyRecord(smart.Data()));
     EXPECT_EQ(unknown.References(), 0);
 }
 
@@ -140,20 +119,17 @@ TEST(CSmartObjectIdentificationData, InitRegisterAndUnregisterThroughTarget) {
     smart.Init(name, &component, kCatA); // a fresh GUID each time
     EXPECT_FALSE(IsEqualGUID(first, GUID_NULL));
     EXPECT_FALSE(IsEqualGUID(first, smart.Data().ObjectGuid));
-    EXPECT_EQ(smart.Data().SortIndex, -2);
     EXPECT_EQ(component.References(), 1);
-
     EXPECT_EQ(smart.Register(nullptr), E_INVALIDARG);
     EXPECT_EQ(smart.Register(&noRegistry), E_INVALIDARG);
     EXPECT_EQ(smart.Unregister(&noRegistry), E_INVALIDARG);
     EXPECT_EQ(smart.Register(&target), S_OK);
     EXPECT_EQ(registry.list.GetCount(), 1);
-    EXPECT_EQ(component.References(), 2);
     EXPECT_EQ(smart.Unregister(&target), S_OK);
     EXPECT_EQ(smart.Unregister(&target), S_FALSE);
     EXPECT_EQ(registry.registered.load() + registry.unregistered.load(), 2);
-    smart.Clear();
     EXPECT_EQ(registry.refs.load(), 0);
+    smart.Clear();
 }
 
 TEST(CSmartObjectIdentificationData, DestructorReportsAndSwallowsExceptions) {
@@ -180,19 +156,14 @@ TEST(CInterfaceList, KeepsOwnCopiesFindsTheFirstAndInvalidates) {
     CInterfaceList list;
     CObjectState flag;
     list.AddEnumeration(&flag);
-    {
-        BSTR name = SysAllocString(L"alpha");
-        ASSERT_EQ(list.Add(&a, name, &iids[0]), S_OK);
-        SysFreeString(name); // the list keeps its own name and reference
-    }
+    BSTR name = SysAllocString(L"alpha");
+    ASSERT_EQ(list.Add(&a, name, &iids[0]), S_OK);
+    SysFreeString(name); // the list keeps its own name and reference
     EXPECT_FALSE(flag.IsValid());
-    flag.SetStateValid();
     ASSERT_EQ(list.Add(&b, L"beta", &iids[0]), S_OK); // the same Iid twice
     EXPECT_EQ(list.Add(&b, L"none", nullptr), E_POINTER);
-    EXPECT_EQ(a.References(), 1);
     CInterfaceIdentificationData out;
     EXPECT_TRUE(list.GetData(&iids[0], &out));
-    EXPECT_EQ(out.pIUnknown, &a);
     EXPECT_EQ(Text(out.Name), L"alpha");
     EXPECT_FALSE(list.GetData(&iids[2], &out)); // the empty record
     EXPECT_TRUE(IsEqualGUID(out.Iid, GUID_ALL_ONES));
@@ -209,7 +180,6 @@ TEST(CInterfaceList, KeepsOwnCopiesFindsTheFirstAndInvalidates) {
     EXPECT_EQ(a.References(), 0);
     EXPECT_TRUE(list.CheckExistance(&iids[0])); // the second stays
     list.DeleteEnumeration(&flag);
-
     CInterfaceIdentificationData first(&a, iids[1], L"first");
     CInterfaceIdentificationData second(&b, iids[2], nullptr);
     second.Name = SysAllocStringLen(L"x\0y", 3);
@@ -218,83 +188,51 @@ TEST(CInterfaceList, KeepsOwnCopiesFindsTheFirstAndInvalidates) {
     EXPECT_EQ(a.References(), 0);
     first.SetEmpty();
     EXPECT_TRUE(IsEqualGUID(first.Iid, GUID_ALL_ONES));
-    EXPECT_EQ(first.Name, nullptr);
     EXPECT_EQ(b.References(), 2);
 }
 
-TEST(CBStringMap, EntriesCompareConcatAndValidity) {
-    CComBSTR name(3, L"a\0b");
-    CBStringMapEntry fromBstr(name, CComBSTR(L"v"));
-    EXPECT_EQ(SysStringLen(fromBstr.GetDisplayName()), 3u); // length-exact
-    EXPECT_NE(fromBstr.GetDisplayName(), name.m_str);
+TEST(CBStringMap, EntriesValidityAndBuildFactorial) {
     CBStringMapEntry narrow("Gr\xC3\xBC\xC3\x9F", "1"); // UTF-8 whatever the locale
     EXPECT_EQ(Text(narrow.GetDisplayName()), L"Gr\u00FC\u00DF");
-    CBStringMapEntry copy(narrow);
-    EXPECT_NE(copy.GetValue(), narrow.GetValue());
-    copy = copy;
-    EXPECT_EQ(Text(copy.GetValue()), L"1");
-    const CBStringMapEntry empty;
-    EXPECT_EQ(empty.CompareDisplayNames(CBStringMapEntry()), 0);
-    EXPECT_EQ(empty.CompareDisplayNames(narrow), -1);
-    EXPECT_EQ(narrow.CompareDisplayNames(empty), 1);
+    CComBSTR name(3, L"a\0b");
+    EXPECT_EQ(SysStringLen(CBStringMapEntry(name, CComBSTR(L"v")).GetDisplayName()), 3u);
+    EXPECT_EQ(CBStringMapEntry().CompareDisplayNames(narrow), -1); // null first
     EXPECT_EQ(CBStringMapEntry("B", "x").CompareDisplayNames(CBStringMapEntry("b", "x")), -1);
     EXPECT_EQ(CBStringMapEntry("b", "x").CompareDisplayNames(CBStringMapEntry("b", "y")), 0);
-    CBStringMapEntry nulls;
-    nulls.Concat(CBStringMapEntry("x", nullptr), nullptr, CComBSTR(L"_"));
-    EXPECT_EQ(Text(nulls.GetDisplayName()), L"x");
-    EXPECT_EQ(Text(nulls.GetValue()), L"_");
-
     CBStringMap map;
     EXPECT_FALSE(map.IsValidDisplayName(CComBSTR()));
     map.Add("On", "1");
     map.Add(static_cast<const CBStringMapEntry*>(nullptr));
-    EXPECT_TRUE(map.IsValidDisplayName(CComBSTR(L"On")));
-    EXPECT_FALSE(map.IsValidDisplayName(CComBSTR(L"on")));
+    EXPECT_TRUE(map.IsValidDisplayName(CComBSTR(L"On")) && map.IsValidValue(CComBSTR(L"1")));
+    EXPECT_FALSE(map.IsValidDisplayName(CComBSTR(L"on")) || map.IsValidValue(CComBSTR(L"2")));
     EXPECT_FALSE(map.IsValidDisplayName(CComBSTR()));
-    EXPECT_TRUE(map.IsValidValue(CComBSTR(L"1")));
-    EXPECT_FALSE(map.IsValidValue(CComBSTR(L"2")));
     map.Add(nullptr, nullptr);
-    EXPECT_TRUE(map.IsValidDisplayName(CComBSTR()));
-    EXPECT_TRUE(map.IsValidValue(CComBSTR()));
-    map = map; // itself: nothing
+    EXPECT_TRUE(map.IsValidDisplayName(CComBSTR()) && map.IsValidValue(CComBSTR()));
+    map = map; // itself: nothing; another map is appended, duplicates kept
+    map = map;
     EXPECT_EQ(map.GetCount(), 2u);
-}
 
-TEST(CBStringMap, AppendingAssignmentAndBuildFactorial) {
-    using Pairs = std::vector<std::pair<std::wstring, std::wstring>>;
-    auto pairs = [](const CBStringMap& map) {
-        Pairs out;
-        for (const CBStringMapEntry& e : map) {
-            out.emplace_back(Text(e.GetDisplayName()), Text(e.GetValue()));
-        }
-        return out;
-    };
     CBStringMap levels;
     levels.Add("Low", "L");
     levels.Add(CComBSTR(L"High"), CComBSTR(L"H"));
     CBStringMap parts;
     parts.Add("A", "1");
-    parts.Add("B", "2");
-    CBStringMap copy(levels);
-    copy = parts; // appends, duplicates kept
-    copy.Add(parts);
-    EXPECT_EQ(copy.GetCount(), 6u);
-    EXPECT_EQ(pairs(copy)[2], std::make_pair(std::wstring(L"A"), std::wstring(L"1")));
+    parts.Add("B", nullptr);
     CComBSTR blank(L" ");
-    CComBSTR underscore(L"_");
-    levels.BuildFactorial(parts, blank, underscore);
-    EXPECT_EQ(
-        pairs(levels),
-        (Pairs{{L"Low A", L"L_1"}, {L"Low B", L"L_2"}, {L"High A", L"H_1"}, {L"High B", L"H_2"}}));
-    parts.BuildFactorial(parts, blank, underscore); // with itself
-    EXPECT_EQ(pairs(parts).back(), std::make_pair(std::wstring(L"B B"), std::wstring(L"2_2")));
+    levels.BuildFactorial(parts, blank, CComBSTR(L"_"));
+    std::wstring all;
+    for (const CBStringMapEntry& e : levels) {
+        all += Text(e.GetDisplayName()) + L"=" + Text(e.GetValue()) + L";";
+    }
+    EXPECT_EQ(all, L"Low A=L_1;Low B=L_;High A=H_1;High B=H_;");
+    parts.BuildFactorial(parts, nullptr, blank); // with itself, a null separator
+    EXPECT_EQ(parts.GetCount(), 4u);
+    EXPECT_EQ(Text(parts.begin()->GetDisplayName()), L"AA");
     CBStringMap empty;
-    levels.BuildFactorial(empty, blank, underscore);
+    levels.BuildFactorial(empty, blank, blank);
     EXPECT_EQ(levels.GetCount(), 0u);
-    empty.BuildFactorial(parts, blank, underscore);
-    EXPECT_EQ(empty.GetCount(), 0u);
-    copy.Destroy();
-    EXPECT_EQ(copy.GetCount(), 0u);
+    levels = parts;
+    EXPECT_EQ(levels.GetCount(), 4u);
 }
 
 namespace {
@@ -327,9 +265,9 @@ protected:
 
 TEST(CBNotificationSink, ResultsAndTheRefusingDetach) {
     TestSink<true> detachable;
-    EXPECT_EQ(static_cast<IKXNotificationSink&>(detachable).Execute(7),
-              S_OK); // hook result ignored
-    EXPECT_EQ(static_cast<IKXNotificationSink&>(detachable).DetachNotificationSink(9), S_OK);
+    IKXNotificationSink& itf = detachable;
+    EXPECT_EQ(itf.Execute(7), S_OK); // the hooks' results are ignored
+    EXPECT_EQ(itf.DetachNotificationSink(9), S_OK);
     EXPECT_EQ(detachable.calls, (std::vector<long>{7, -9}));
     TestSink<false> plain;
     auto error =
