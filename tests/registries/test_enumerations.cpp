@@ -105,10 +105,12 @@ void CheckListMoves(Lists& lists, long count, const std::vector<long>& steps, Mo
                 continue; // the pointed-data forms start at the first record
             }
             CObjectIdentificationData object;
+            object.ObjectGuid = Key(99); // a miss must clear what the record held
             const bool objectFound = lists.objects.GetPointedData(n, &object);
             EXPECT_EQ(FetchedPosition(objectFound, object.ObjectGuid, count), expected);
             EXPECT_TRUE(objectFound || IsEqualGUID(object.ObjectGuid, GUID_NULL)); // cleared
             CInterfaceIdentificationData iface;
+            iface.Iid = Key(99);
             const bool ifaceFound = lists.interfaces.GetPointedData(n, &iface);
             EXPECT_EQ(FetchedPosition(ifaceFound, iface.Iid, count), expected);
             EXPECT_TRUE(ifaceFound || IsEqualGUID(iface.Iid, GUID_ALL_ONES)); // empty record
