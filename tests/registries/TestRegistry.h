@@ -9,11 +9,14 @@
 // Enumerators are reference counted and delete themselves on their last
 // Release; the registries live on the test's stack and never delete
 // themselves (their references are counted for the balance checks).
+// Key, kCatA/kCatB, Register and Drain are the small helpers every registry
+// test uses to make and take back records.
 #pragma once
 
 #include <platcompat.h>
 
 #include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <vector>
 
@@ -22,6 +25,7 @@
 #include "CBObjectRegistration.h"
 #include "CInterfaceList.h"
 #include "CObjectList.h"
+#include "CSmartObjectIdentificationData.h"
 #include "KxInterfaces.h"
 
 namespace KxTest {
@@ -158,5 +162,38 @@ protected:
         return Make(m_pOwner, m_pInterfaceList);
     }
 };
+
+// Record keys and categories named by a number.
+inline GUID Key(std::uint32_t n) {
+    return GUID{n, 0x0E0E, 0x0F0F, {2, 2, 2, 2, 2, 2, 2, 2}};
+}
+inline const GUID kCatA = {0xCA7A0000, 0, 0, {0, 0, 0, 0, 0, 0, 0, 1}};
+inline const GUID kCatB = {0xCA7B0000, 0, 0, {0, 0, 0, 0, 0, 0, 0, 2}};
+
+// Registers Key(id); the registry copies the record and takes its own reference.
+inline HRESULT Register(TestRegistry& registry, std::uint32_t id, IUnknown* unknown,
+                        const GUID& catId = KxTamarind::GUID_ALL_ONES,
+                        const wchar_t* name = L"object", long instance = 0, long sortIndex = -2) {
+    CComBSTR bstr(name);
+    KxTamarind::ObjectIdentificationData r;
+    KxTamarind::CSmartObjectIdentificationData::InitData(r);
+    r.pIUnknown = unknown;
+    r.ObjectGuid = Key(id);
+    r.CatId = catId;
+    r.SortIndex = sortIndex;
+    r.Name = bstr.m_str;
+    r.InstanceNumber = instance;
+    return registry.RegisterObject(&r);
+}
+
+// Takes fetched records back (releasing what they own); returns their ids.
+inline std::vector<std::uint32_t> Drain(KxTamarind::ObjectIdentificationData* array, long fetched) {
+    std::vector<std::uint32_t> ids;
+    for (long i = 0; i < fetched; ++i) {
+        ids.push_back(array[i].ObjectGuid.Data1);
+        KxTamarind::CSmartObjectIdentificationData::ClearData(array[i]);
+    }
+    return ids;
+}
 
 } // namespace KxTest

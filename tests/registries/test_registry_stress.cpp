@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdio>
 #include <set>
 #include <thread>
 #include <vector>
@@ -111,8 +110,7 @@ TEST(RegistryStress, RegisterUnregisterWhileEnumerating) {
         writersDone.store(true);
         threads[2].join();
         threads[3].join();
-        std::printf("readers: %ld records delivered, %ld resets\n", delivered[0] + delivered[1],
-                    resets[0] + resets[1]);
+        EXPECT_GT(delivered[0] + delivered[1], 0);
 
         const long kept = static_cast<long>(kWriters) * (kOperations / 2 / kKeepEvery);
         long count = 0;
@@ -134,18 +132,6 @@ TEST(RegistryStress, RegisterUnregisterWhileEnumerating) {
         CoTaskMemFree(array);
         EXPECT_EQ(static_cast<long>(keys.size()), kept);
 
-        // A fresh enumerator walks exactly the kept records.
-        GUID any = GUID_ALL_ONES;
-        IKXObjectEnumeration* e = nullptr;
-        ASSERT_EQ(registry.EnumObject(&any, &e), S_OK);
-        std::vector<ObjectIdentificationData> all(static_cast<std::size_t>(kept) + 1);
-        long fetched = 0;
-        EXPECT_EQ(e->Next(kept + 1, &fetched, all.data()), S_FALSE);
-        EXPECT_EQ(fetched, kept);
-        for (long i = 0; i < fetched; ++i) {
-            CSmartObjectIdentificationData::ClearData(all[static_cast<std::size_t>(i)]);
-        }
-        e->Release();
         for (std::uint32_t w = 0; w < kWriters; ++w) {
             for (int i = 0; i < kOperations / 2; i += kKeepEvery) {
                 EXPECT_EQ(keys.count({w, static_cast<std::uint32_t>(i)}), 1u);

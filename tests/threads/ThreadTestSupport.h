@@ -1,5 +1,6 @@
 // Helpers of the thread tests: a thread-safe recording device table, run
-// objects that block on a gate, and the system's view of a thread's name.
+// objects that block on a gate, and the system's view of a thread (its name,
+// whether it exists, whether it sleeps).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -129,6 +130,32 @@ inline std::string SystemThreadName(unsigned long tid) {
 inline bool ThreadExists(unsigned long tid) {
     std::ifstream comm("/proc/self/task/" + std::to_string(tid) + "/comm");
     return comm.good();
+}
+
+// The scheduler state of a thread of this process ('R' running, 'S'
+// sleeping, ...), or 0 when it cannot be read.
+inline char ThreadState(unsigned long tid) {
+    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
+    std::string line;
+    std::getline(stat, line);
+    const std::string::size_type close = line.rfind(')');
+    return close == std::string::npos || close + 2 >= line.size() ? 0 : line[close + 2];
+}
+
+// Waits until the thread sleeps (blocked in a wait), at most `limit`.
+inline void WaitUntilAsleep(unsigned long tid, std::chrono::milliseconds limit = 10s) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (std::chrono::steady_clock::now() < end) {
+        const char state = ThreadState(tid);
+        if (state == 'S') {
+            return;
+        }
+        if (state == 0) {
+            std::this_thread::sleep_for(200ms); // no /proc: give it time
+            return;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
 }
 
 } // namespace KxThreadTest

@@ -50,32 +50,6 @@ void EndProcessIfHung(bool finished, const char* what) {
     }
 }
 
-// The scheduler state of a thread of this process ('R' running, 'S'
-// sleeping, ...), or 0 when it cannot be read.
-char ThreadState(unsigned long tid) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
-    std::string line;
-    std::getline(stat, line);
-    const std::string::size_type close = line.rfind(')');
-    return close == std::string::npos || close + 2 >= line.size() ? 0 : line[close + 2];
-}
-
-// Waits until the thread sleeps (blocked on a lock), at most `limit`.
-void WaitUntilAsleep(unsigned long tid, std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (std::chrono::steady_clock::now() < end) {
-        const char state = ThreadState(tid);
-        if (state == 'S') {
-            return;
-        }
-        if (state == 0) {
-            std::this_thread::sleep_for(200ms); // no /proc: give it time
-            return;
-        }
-        std::this_thread::sleep_for(1ms);
-    }
-}
-
 // Takes every free slot of the platform's handle table, so that the next
 // thread (or event) cannot be created; the destructor gives them back.
 class HandleTableExhaustion {
@@ -162,7 +136,7 @@ std::unique_ptr<CErrorObject> RaiseBesideAHeldErrorLock(std::function<void()> fa
         std::this_thread::sleep_for(1ms);
     }
     // The failing call raises and waits for the error-reporting lock.
-    WaitUntilAsleep(failingTid.load(), 10s);
+    WaitUntilAsleep(failingTid.load());
     release.Open();
 
     const auto end = std::chrono::steady_clock::now() + 30s;

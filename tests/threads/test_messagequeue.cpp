@@ -1,9 +1,12 @@
 // CMessageQueue: ids, results back to their senders, the first result wins,
-// and the closed state (queued messages answered with E_ABORT, later sends
-// refused, later results dropped, the consumer told to stop).
+// stray results, and the closed state (waiting senders answered with
+// E_ABORT, later sends refused, later results dropped, the consumer told to
+// stop).
 #include <gtest/gtest.h>
 
 #include <pthread.h>
+#include <semaphore.h>
+#include <signal.h>
 #include <time.h>
 
 #include <atomic>
@@ -17,6 +20,7 @@
 #include "threads/ThreadTestSupport.h"
 
 using namespace KxTamarind;
+using namespace KxThreadTest;
 using namespace std::chrono_literals;
 
 namespace {
@@ -32,10 +36,33 @@ bool Take(CMessageQueue& queue, Message& m) {
     return queue.WaitAndGetMessage(m.id, m.message, m.p1, m.p2);
 }
 
-// Waits (generously) until `value` reached `wanted`.
-void WaitUntil(const std::atomic<int>& value, int wanted) {
-    for (int i = 0; i < 30000 && value.load() < wanted; ++i) {
-        std::this_thread::sleep_for(1ms);
+// A sender on a thread of its own that notes its system id.
+struct Sender {
+    std::atomic<unsigned long> tid{0};
+    std::future<HRESULT> result;
+    Sender(CMessageQueue& queue, unsigned long message) {
+        result = std::async(std::launch::async, [this, &queue, message] {
+            tid = static_cast<unsigned long>(GetCurrentThreadId());
+            return queue.SendMessage(message, 0, 0);
+        });
+        while (tid.load() == 0) {
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+    HRESULT Get() {
+        EXPECT_EQ(result.wait_for(30s), std::future_status::ready);
+        return result.get();
+    }
+};
+
+// Holds a thread inside a signal handler until released, so that a sender
+// blocked in SendMessage cannot collect its result while the test stores
+// more results for it. Only async-signal-safe semaphore calls.
+sem_t g_parked;
+sem_t g_release;
+void Park(int) {
+    sem_post(&g_parked);
+    while (sem_wait(&g_release) != 0) {
     }
 }
 
@@ -69,101 +96,66 @@ TEST(MessageQueue, IdsStartAtOneAndResultsReachTheirSender) {
     EXPECT_EQ(queue.StoredResultCount(), 0u);
 }
 
+// The sender is parked (asleep in its wait, then held in a signal handler)
+// while both results are stored: a queue that let the second overwrite the
+// first fails every run.
 TEST(MessageQueue, FirstResultForAnIdWins) {
+    ASSERT_EQ(sem_init(&g_parked, 0, 0), 0);
+    ASSERT_EQ(sem_init(&g_release, 0, 0), 0);
+    struct sigaction park {};
+    struct sigaction previous {};
+    park.sa_handler = &Park;
+    sigemptyset(&park.sa_mask);
+    park.sa_flags = SA_RESTART;
+    ASSERT_EQ(sigaction(SIGUSR1, &park, &previous), 0);
     CMessageQueue queue;
-    std::thread consumer([&] {
-        Message m;
-        ASSERT_TRUE(Take(queue, m));
-        // Both results are stored before the sender can look (same lock).
-        queue.FinishMessage(m.id, 11);
-        queue.FinishMessage(m.id, 22);
+    std::promise<HRESULT> answered;
+    std::atomic<unsigned long> tid{0};
+    std::thread sender([&] {
+        tid = static_cast<unsigned long>(GetCurrentThreadId());
+        answered.set_value(queue.SendMessage(1, 0, 0));
     });
-    EXPECT_EQ(queue.SendMessage(1, 0, 0), 11);
-    consumer.join();
-}
-
-TEST(MessageQueue, CloseAnswersQueuedMessagesWithAbort) {
-    CMessageQueue queue;
-    std::atomic<int> sending{0};
-    auto send = [&](int p) {
-        ++sending;
-        return queue.SendMessage(1, p, 0);
-    };
-    auto first = std::async(std::launch::async, send, 1);
-    auto second = std::async(std::launch::async, send, 2);
-    WaitUntil(sending, 2);
-    std::this_thread::sleep_for(50ms); // both are queued (nobody consumes)
-    queue.Close();
-    ASSERT_EQ(first.wait_for(30s), std::future_status::ready);
-    ASSERT_EQ(second.wait_for(30s), std::future_status::ready);
-    EXPECT_EQ(first.get(), E_ABORT);
-    EXPECT_EQ(second.get(), E_ABORT);
-    EXPECT_EQ(queue.StoredResultCount(), 0u);
-    // The queue was emptied by Close: the consumer gets nothing.
     Message m;
-    EXPECT_FALSE(Take(queue, m));
+    ASSERT_TRUE(Take(queue, m)); // queued: the sender is registered
+    WaitUntilAsleep(tid.load()); // in its wait, no lock held
+    ASSERT_EQ(pthread_kill(sender.native_handle(), SIGUSR1), 0);
+    while (sem_wait(&g_parked) != 0) {
+    }
+    queue.FinishMessage(m.id, 11);
+    queue.FinishMessage(m.id, 22);
+    EXPECT_EQ(queue.StoredResultCount(), 1u);
+    sem_post(&g_release);
+    sender.join();
+    EXPECT_EQ(answered.get_future().get(), 11);
+    sigaction(SIGUSR1, &previous, nullptr);
+    sem_destroy(&g_parked);
+    sem_destroy(&g_release);
 }
 
-TEST(MessageQueue, ClosedQueueRefusesSendsAndDropsResults) {
+// Beside a collected result and a stray one: a sender whose message is being
+// processed and one whose message is queued both get E_ABORT; then sends are
+// refused, results dropped and the consumer stops.
+TEST(MessageQueue, CloseAnswersEveryWaitingSenderWithAbort) {
     CMessageQueue queue;
-    queue.Close();
-    EXPECT_EQ(queue.SendMessage(3, 1, 1), E_ABORT);
     Message m;
-    EXPECT_FALSE(Take(queue, m)); // nothing was queued
-    queue.FinishMessage(1, 5);
+    Sender first(queue, 1);
+    ASSERT_TRUE(Take(queue, m));
+    queue.FinishMessage(m.id, 5);
+    EXPECT_EQ(first.Get(), 5);
+    queue.FinishMessage(1000, 2); // no sender waits for id 1000
+    Sender processed(queue, 2);
+    ASSERT_TRUE(Take(queue, m)); // taken, never finished
+    Sender queued(queue, 3);
+    WaitUntilAsleep(queued.tid.load());
+    EXPECT_EQ(processed.result.wait_for(100ms), std::future_status::timeout);
+    queue.Close();
+    EXPECT_EQ(processed.Get(), E_ABORT);
+    EXPECT_EQ(queued.Get(), E_ABORT);
+    queue.FinishMessage(m.id, 1); // too late: dropped
     EXPECT_EQ(queue.StoredResultCount(), 0u);
-    queue.Close(); // closing twice is harmless
+    EXPECT_FALSE(Take(queue, m)); // Close emptied the queue
+    queue.Close();                // closing twice is harmless
     EXPECT_EQ(queue.SendMessage(3, 1, 1), E_ABORT);
-}
-
-TEST(MessageQueue, CloseReleasesSenderWhoseMessageIsBeingProcessed) {
-    CMessageQueue queue;
-    Message taken;
-    auto sender = std::async(std::launch::async, [&] { return queue.SendMessage(9, 0, 0); });
-    ASSERT_TRUE(Take(queue, taken));
-    EXPECT_EQ(taken.id, 1u);
-    queue.Close();
-    ASSERT_EQ(sender.wait_for(30s), std::future_status::ready);
-    EXPECT_EQ(sender.get(), E_ABORT);
-    queue.FinishMessage(taken.id, 1); // too late: dropped
-    EXPECT_EQ(queue.StoredResultCount(), 0u);
-}
-
-TEST(MessageQueue, SenderWaitingBesideAnUncollectedResultReturnsOnClose) {
-    // Beside a result for an id nobody collects, a sender whose own result
-    // never comes still returns on Close.
-    CMessageQueue queue;
-    std::thread consumer([&] {
-        Message m;
-        ASSERT_TRUE(Take(queue, m));
-        queue.FinishMessage(m.id, 1);
-        queue.FinishMessage(1000, 2); // no sender waits for id 1000
-        ASSERT_TRUE(Take(queue, m));  // taken, never finished
-    });
-    EXPECT_EQ(queue.SendMessage(1, 0, 0), 1);
-    auto blocked = std::async(std::launch::async, [&] { return queue.SendMessage(2, 0, 0); });
-    consumer.join();
-    EXPECT_EQ(blocked.wait_for(100ms), std::future_status::timeout);
-    queue.Close();
-    ASSERT_EQ(blocked.wait_for(30s), std::future_status::ready);
-    EXPECT_EQ(blocked.get(), E_ABORT);
-}
-
-TEST(MessageQueue, DestructorClosesTheQueue) {
-    auto* queue = new CMessageQueue;
-    std::atomic<bool> stopped{false};
-    std::thread consumer([&] {
-        Message m;
-        while (Take(*queue, m)) {
-            queue->FinishMessage(m.id, 0);
-        }
-        stopped = true;
-    });
-    EXPECT_EQ(queue->SendMessage(1, 0, 0), 0);
-    queue->Close();
-    consumer.join();
-    EXPECT_TRUE(stopped.load());
-    delete queue; // closed already: waits on nothing, frees everything
 }
 
 // Issue 11, fault 3: a result nobody collects (for an id never handed out, or
@@ -175,11 +167,10 @@ TEST(MessageQueue, DestructorClosesTheQueue) {
 TEST(MessageQueue, StrayResultDoesNotMakeSendersSpin) {
     CMessageQueue queue;
     Message m;
-    auto first = std::async(std::launch::async, [&] { return queue.SendMessage(1, 0, 0); });
+    Sender first(queue, 1);
     ASSERT_TRUE(Take(queue, m));
     queue.FinishMessage(m.id, 5);
-    ASSERT_EQ(first.wait_for(30s), std::future_status::ready);
-    EXPECT_EQ(first.get(), 5);
+    EXPECT_EQ(first.Get(), 5);
     queue.FinishMessage(m.id, 6); // a second result after the sender took the first
     queue.FinishMessage(1000, 7); // an id that was never handed out
     EXPECT_EQ(queue.StoredResultCount(), 0u);
@@ -198,7 +189,6 @@ TEST(MessageQueue, StrayResultDoesNotMakeSendersSpin) {
                             .count();
     EXPECT_LT(cpuMs * 5, wallMs) << "the waiting sender used " << cpuMs << " ms of CPU in "
                                  << wallMs << " ms";
-
     queue.FinishMessage(m.id, 9);
     auto result = answered.get_future();
     const bool returned = result.wait_for(30s) == std::future_status::ready;
@@ -227,15 +217,11 @@ TEST(MessageQueue, StrayResultsAreDroppedAndNeverAnswerALaterSender) {
         }
         EXPECT_EQ(queue.StoredResultCount(), 0u); // nothing piled up
         queue.FinishMessage(m.id, 100);
-        for (int round = 0; round < 1000; ++round) {
-            queue.FinishMessage(m.id, -1); // the first result wins
+        for (unsigned long long id = 2; id <= 3; ++id) {
+            ASSERT_TRUE(Take(queue, m));
+            EXPECT_EQ(m.id, id);
+            queue.FinishMessage(m.id, static_cast<int>(id) * 100);
         }
-        ASSERT_TRUE(Take(queue, m));
-        EXPECT_EQ(m.id, 2u);
-        queue.FinishMessage(m.id, 200);
-        ASSERT_TRUE(Take(queue, m));
-        EXPECT_EQ(m.id, 3u);
-        queue.FinishMessage(m.id, 300);
     });
     EXPECT_EQ(queue.SendMessage(1, 0, 0), 100);
     // Ids 2 and 3 were finished with -1 before they were handed out: their

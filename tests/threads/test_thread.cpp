@@ -33,19 +33,6 @@ void ExpectRecord(const CErrorObject& record, const char* condition, const char*
 
 } // namespace
 
-TEST(Thread, ConstructorReturnsWithIdleWorker) {
-    CThread thread(KXApartmentModel_SingleThreaded, kFree);
-    EXPECT_EQ(thread.State(), eThreadState_Idle);
-    EXPECT_EQ(thread.ThreadId(), kFree);
-    EXPECT_EQ(thread.ApartmentModel(), KXApartmentModel_SingleThreaded);
-    EXPECT_EQ(thread.Priority(), KXThreadPriority_Normal);
-    EXPECT_NE(thread.ThreadHandle(), nullptr);
-    EXPECT_NE(thread.SystemThreadId(), 0ul);
-    EXPECT_NE(thread.SystemThreadId(), static_cast<unsigned long>(GetCurrentThreadId()));
-    EXPECT_EQ(thread.GetThreadName(), "Free Thread");
-    EXPECT_EQ(SystemThreadName(thread.SystemThreadId()), "Free Thread");
-}
-
 TEST(Thread, RunsOnWorkerAndSignalsFinishedOnce) {
     CThread thread(KXApartmentModel_MultiThreaded, kFree);
     GateRunObject run;
@@ -82,6 +69,9 @@ TEST(Thread, WaitRunFinishedTimesOutWhileRunning) {
 
 TEST(Thread, NamesAsTheSystemSeesThem) {
     CThread thread(KXApartmentModel_MultiThreaded, kFree);
+    EXPECT_EQ(thread.State(), eThreadState_Idle); // the worker is up when the constructor returns
+    EXPECT_NE(thread.SystemThreadId(), static_cast<unsigned long>(GetCurrentThreadId()));
+    EXPECT_EQ(SystemThreadName(thread.SystemThreadId()), "Free Thread");
     // The default running name reaches the system truncated to 15 characters.
     GateRunObject run(true, false);
     thread.Start(&run, false);
@@ -163,18 +153,43 @@ TEST(Thread, StartOnRunningThreadIsRefused) {
     }
 }
 
+// Ways an idle thread ends up without a run object: StartRunObject is
+// refused with one repaired record, and the forgotten object is neither run
+// nor aborted.
 TEST(Thread, StartRunObjectWithoutRunObjectIsRefused) {
-    LockedRecorder recorder;
-    CThread thread(KXApartmentModel_MultiThreaded, kFree);
-    thread.StartRunObject();
-    thread.Start(nullptr, false);
-    auto records = recorder.Records();
-    ASSERT_EQ(records.size(), 2u);
-    ExpectRecord(records[0], "NULL != m_pThreadRunObject", "no run object set by SetRunObject()",
-                 kAssertRepaired);
-    ExpectRecord(records[1], "NULL != m_pThreadRunObject", "no run object set by SetRunObject()",
-                 kAssertRepaired);
-    EXPECT_EQ(thread.State(), eThreadState_Idle);
+    struct Case {
+        const char* name;
+        void (*forget)(CThread&, GateRunObject&);
+    } cases[] = {
+        {"never set", [](CThread&, GateRunObject&) {}},
+        {"Start(nullptr)", [](CThread& t, GateRunObject&) { t.Start(nullptr, false); }},
+        {"aborted while idle",
+         [](CThread& t, GateRunObject& r) {
+             t.SetRunObject(&r, false);
+             t.Abort();
+         }},
+        {"invalidated",
+         [](CThread& t, GateRunObject& r) {
+             t.SetRunObject(&r, false);
+             t.InvalidateRunObject();
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        LockedRecorder recorder;
+        CThread thread(KXApartmentModel_MultiThreaded, kFree);
+        GateRunObject run;
+        c.forget(thread, run);
+        if (recorder.Count() == 0) {
+            thread.StartRunObject();
+        }
+        auto records = recorder.Records();
+        ASSERT_EQ(records.size(), 1u);
+        ExpectRecord(records[0], "NULL != m_pThreadRunObject",
+                     "no run object set by SetRunObject()", kAssertRepaired);
+        EXPECT_EQ(run.runs.load() + run.aborts.load(), 0);
+        EXPECT_EQ(thread.State(), eThreadState_Idle);
+    }
 }
 
 TEST(Thread, AbortTwiceCallsRunObjectAbortOnceOutsideTheLock) {
@@ -217,21 +232,6 @@ TEST(Thread, AbortTwiceCallsRunObjectAbortOnceOutsideTheLock) {
     ExpectRecord(records[2], "!m_bAbortThread", "manipulation of aborted thread not allowed",
                  kAssertRepaired);
     EXPECT_EQ(later.runs.load(), 0);
-}
-
-TEST(Thread, StartRunObjectOnAbortedIdleThreadHasItsOwnText) {
-    LockedRecorder recorder;
-    CThread thread(KXApartmentModel_MultiThreaded, kFree);
-    GateRunObject run;
-    thread.SetRunObject(&run, false);
-    thread.Abort(); // idle: the run object is forgotten, no Abort call
-    EXPECT_EQ(run.aborts.load(), 0);
-    thread.StartRunObject();
-    auto records = recorder.Records();
-    ASSERT_EQ(records.size(), 1u);
-    ExpectRecord(records[0], "NULL != m_pThreadRunObject", "no run object set by SetRunObject()",
-                 kAssertRepaired);
-    EXPECT_EQ(run.runs.load(), 0);
 }
 
 TEST(Thread, DeleteAfterRunDeletesTheRunObject) {
@@ -313,17 +313,6 @@ TEST(Thread, ForeignExceptionEndsTheWorker) {
     ExpectRecord(records[0], "Fatal Error!", "Exception not caught",
                  static_cast<long>(static_cast<HRESULT>(0x80001003u)));
     EXPECT_FALSE(records[0].GetIsRepairedError());
-}
-
-TEST(Thread, InvalidateRunObjectForgetsWork) {
-    LockedRecorder recorder;
-    CThread thread(KXApartmentModel_MultiThreaded, kFree);
-    GateRunObject run;
-    thread.SetRunObject(&run, false);
-    thread.InvalidateRunObject();
-    thread.StartRunObject();
-    ASSERT_EQ(recorder.Count(), 1u);
-    EXPECT_STREQ(recorder.Records()[0].GetAdditionalInfo(), "no run object set by SetRunObject()");
 }
 
 TEST(Thread, DestructorGivesUpAfterFiveSeconds) {

@@ -21,52 +21,18 @@ int Answer(unsigned long message, int p1, int p2) {
     return static_cast<int>(message * 7919u) ^ (p1 * 31 + p2);
 }
 
-void Consume(CMessageQueue& queue, std::atomic<int>& processed) {
-    unsigned long long id;
-    unsigned long message;
-    int p1, p2;
-    while (queue.WaitAndGetMessage(id, message, p1, p2)) {
-        queue.FinishMessage(id, Answer(message, p1, p2));
-        ++processed;
-    }
-}
-
 } // namespace
 
-TEST(ThreadsStress, EightSendersGetExactlyTheirResults) {
-    constexpr int kSenders = 8;
-    constexpr int kMessages = 2000;
-    CMessageQueue queue;
-    std::atomic<int> processed{0};
-    std::thread consumer(Consume, std::ref(queue), std::ref(processed));
-    std::atomic<int> wrong{0};
-    std::vector<std::thread> senders;
-    for (int s = 0; s < kSenders; ++s) {
-        senders.emplace_back([&queue, &wrong, s] {
-            for (int i = 0; i < kMessages; ++i) {
-                unsigned long message = static_cast<unsigned long>(s * kMessages + i);
-                if (queue.SendMessage(message, s, i) != Answer(message, s, i)) {
-                    ++wrong;
-                }
-            }
-        });
-    }
-    for (auto& sender : senders) {
-        sender.join();
-    }
-    queue.Close();
-    consumer.join();
-    EXPECT_EQ(wrong.load(), 0);
-    EXPECT_EQ(processed.load(), kSenders * kMessages);
-    EXPECT_EQ(queue.StoredResultCount(), 0u);
-}
+// Many senders on one consumer; with `duplicates` the consumer answers every
+// message three times and throws in results for ids nobody will ever send.
+// Each sender still gets exactly the first answer to its own message, and
+// nothing stays stored.
+class SendersGetExactlyTheirResults : public ::testing::TestWithParam<bool> {};
 
-TEST(ThreadsStress, DuplicateAndStrayResultsReachNoSender) {
-    // A consumer that answers every message three times and throws in
-    // results for ids nobody will ever send: each sender still gets exactly
-    // the first answer to its own message, and nothing stays stored.
-    constexpr int kSenders = 6;
-    constexpr int kMessages = 500;
+TEST_P(SendersGetExactlyTheirResults, UnderLoad) {
+    const bool duplicates = GetParam();
+    const int senders = duplicates ? 6 : 8;
+    const int messages = duplicates ? 500 : 2000;
     CMessageQueue queue;
     std::atomic<int> processed{0};
     std::thread consumer([&] {
@@ -75,33 +41,38 @@ TEST(ThreadsStress, DuplicateAndStrayResultsReachNoSender) {
         int p1, p2;
         while (queue.WaitAndGetMessage(id, message, p1, p2)) {
             queue.FinishMessage(id, Answer(message, p1, p2));
-            queue.FinishMessage(id, -1);
-            queue.FinishMessage(id + 1000000000ull, -2);
-            queue.FinishMessage(id, -3);
+            if (duplicates) {
+                queue.FinishMessage(id, -1);
+                queue.FinishMessage(id + 1000000000ull, -2);
+                queue.FinishMessage(id, -3);
+            }
             ++processed;
         }
     });
     std::atomic<int> wrong{0};
-    std::vector<std::thread> senders;
-    for (int s = 0; s < kSenders; ++s) {
-        senders.emplace_back([&queue, &wrong, s] {
-            for (int i = 0; i < kMessages; ++i) {
-                unsigned long message = static_cast<unsigned long>(s * kMessages + i);
-                if (queue.SendMessage(message, s, i) != Answer(message, s, i)) {
-                    ++wrong;
-                }
+    std::vector<std::thread> threads;
+    for (int s = 0; s < senders; ++s) {
+        threads.emplace_back([&, s] {
+            for (int i = 0; i < messages; ++i) {
+                unsigned long message = static_cast<unsigned long>(s * messages + i);
+                wrong += queue.SendMessage(message, s, i) != Answer(message, s, i);
             }
         });
     }
-    for (auto& sender : senders) {
-        sender.join();
+    for (auto& thread : threads) {
+        thread.join();
     }
     EXPECT_EQ(queue.StoredResultCount(), 0u);
     queue.Close();
     consumer.join();
     EXPECT_EQ(wrong.load(), 0);
-    EXPECT_EQ(processed.load(), kSenders * kMessages);
+    EXPECT_EQ(processed.load(), senders * messages);
 }
+
+INSTANTIATE_TEST_SUITE_P(ThreadsStress, SendersGetExactlyTheirResults, ::testing::Bool(),
+                         [](const ::testing::TestParamInfo<bool>& info) {
+                             return info.param ? "WithDuplicateAndStrayResults" : "Plain";
+                         });
 
 TEST(ThreadsStress, CloseWhileSendersAreBlockedAndMessagesQueued) {
     constexpr int kSenders = 8;
