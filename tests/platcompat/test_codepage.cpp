@@ -233,7 +233,7 @@ TEST(CaseMap, CharLowerUpperAndBuffers) {
     EXPECT_EQ(CharLowerBuffW(nullptr, 4), 0u);
 }
 
-TEST(CaseMap, GeneratedSpecialCases) {
+TEST(CaseMap, IrregularMappingsFromTheGeneratedTable) {
     struct Case {
         wchar_t ch;
         wchar_t lower;
