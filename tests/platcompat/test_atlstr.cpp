@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -17,78 +18,48 @@ std::string Bytes(const CAtlStringA& s) {
     return std::string(s.GetString(), static_cast<std::size_t>(s.GetLength()));
 }
 
-TEST(AtlString, ConstructionAndAssignment) {
-    EXPECT_TRUE(CAtlStringA().IsEmpty());
+// Edges only: null and out-of-range arguments, wide sources, embedded NULs,
+// arguments aliasing the string, bytes above 0x7F.
+TEST(AtlString, ValueOperationsAtTheirEdges) {
     EXPECT_TRUE(CAtlStringA(static_cast<const char*>(nullptr)).IsEmpty());
-    EXPECT_EQ(Bytes(CAtlStringA("abcdef", 3)), "abc");
-    EXPECT_EQ(Bytes(CAtlStringA('z', 4)), "zzzz");
+    EXPECT_EQ(Bytes(CAtlStringA("abcdef", 3) + CAtlStringA('z', 2)), "abczz");
     EXPECT_EQ(Bytes(CAtlStringA(L"\u00e9\U0001F600")), "\xC3\xA9\xF0\x9F\x98\x80");
-
     CAtlStringA s("first");
-    CAtlStringA copy(s);
-    CAtlStringA moved(std::move(copy));
+    CAtlStringA moved(std::move(s));
     EXPECT_EQ(moved, "first");
     s = L"\u20ac";
     EXPECT_EQ(Bytes(s), "\xE2\x82\xAC");
     s = static_cast<const char*>(nullptr);
     EXPECT_TRUE(s.IsEmpty());
-    s = 'c';
-    EXPECT_STREQ(static_cast<const char*>(s), "c");
-    s.Empty();
-    EXPECT_EQ(s.GetLength(), 0);
-}
 
-TEST(AtlString, ElementsConcatenationAndBuffers) {
-    CAtlStringA s("abc");
-    EXPECT_EQ(s[1], 'b');
+    s = "abc";
     EXPECT_EQ(s.GetAt(3), '\0'); // out of range reads as NUL
     s.SetAt(0, 'X');
     s.SetAt(9, 'Y'); // ignored
-    EXPECT_EQ(s, "Xbc");
-
-    s += "de";
-    s += 'f';
-    s += CAtlStringA("g");
-    s.Append("hij", 2);
-    s.AppendChar('!');
-    EXPECT_EQ(s, "Xbcdefghi!");
-    EXPECT_EQ("<" + CAtlStringA("a") + '>' + "b", "<a>b");
-
+    s += 'd';
+    s.Append("efg", 2);
+    EXPECT_EQ("<" + s + '>', "<Xbcdef>");
     char* buf = s.GetBuffer(20);
     std::strcpy(buf, "raw");
     s.ReleaseBuffer();
     EXPECT_EQ(s.GetLength(), 3);
-    EXPECT_EQ(s, "raw");
-    buf = s.GetBufferSetLength(5);
-    std::memcpy(buf, "12345", 5);
+    std::memcpy(s.GetBufferSetLength(5), "12345", 5);
     s.ReleaseBuffer(4);
     EXPECT_EQ(s, "1234");
-}
 
-TEST(AtlString, SubstringsSearchAndReplace) {
-    const CAtlStringA s("hello world");
-    EXPECT_EQ(s.Left(5), "hello");
-    EXPECT_EQ(s.Left(50), "hello world");
-    EXPECT_EQ(s.Mid(6), "world");
-    EXPECT_EQ(s.Mid(3, 2), "lo");
-    EXPECT_EQ(s.Mid(20, 2), "");
-    EXPECT_EQ(s.Right(3), "rld");
-    EXPECT_EQ(s.Right(-1), "");
-    EXPECT_EQ(s.Find('o'), 4);
-    EXPECT_EQ(s.Find('o', 5), 7);
-    EXPECT_EQ(s.Find("wor"), 6);
-    EXPECT_EQ(s.Find("xyz"), -1);
-    EXPECT_EQ(s.Find('h', 99), -1);
-    EXPECT_EQ(s.ReverseFind('o'), 7);
-    EXPECT_EQ(s.ReverseFind('q'), -1);
+    const CAtlStringA h("hello world");
+    EXPECT_EQ(h.Left(50) + "|" + h.Mid(3, 2) + "|" + h.Mid(20, 2) + "|" + h.Right(3) + "|" +
+                  h.Right(-1),
+              "hello world|lo||rld|");
+    const int finds[] = {h.Find('o', 5),  h.Find("wor"),      h.Find("xyz"),
+                         h.Find('h', 99), h.ReverseFind('o'), h.ReverseFind('q')};
+    EXPECT_EQ(std::vector<int>(finds, finds + 6), (std::vector<int>{7, 6, -1, -1, 7, -1}));
 
     CAtlStringA r("a.b.c");
     EXPECT_EQ(r.Replace('.', '/'), 2);
-    EXPECT_EQ(r, "a/b/c");
     EXPECT_EQ(r.Replace("/", "::"), 2);
     EXPECT_EQ(r, "a::b::c");
     EXPECT_EQ(r.Replace("::", ""), 2);
-    EXPECT_EQ(r, "abc");
     EXPECT_EQ(r.Replace("", "x"), 0);
     EXPECT_EQ(r.Replace("b", r.GetString()), 1); // replacement aliases the string
     EXPECT_EQ(r, "aabcc");
@@ -98,24 +69,17 @@ TEST(AtlString, CaseTrimAndCompare) {
     CAtlStringA s("MiXeD \xC3\x84");
     EXPECT_EQ(Bytes(s.MakeUpper()), "MIXED \xC3\x84"); // non-ASCII bytes untouched
     EXPECT_EQ(Bytes(s.MakeLower()), "mixed \xC3\x84");
-
     CAtlStringA t(" \t\r\nab c \v\f");
     EXPECT_EQ(CAtlStringA(t).TrimLeft(), "ab c \v\f");
-    EXPECT_EQ(CAtlStringA(t).TrimRight(), " \t\r\nab c");
     EXPECT_EQ(t.Trim(), "ab c");
     EXPECT_EQ(CAtlStringA("xxaxx").Trim('x'), "a");
-    EXPECT_EQ(CAtlStringA("-+a+-").TrimLeft("+-"), "a+-");
     EXPECT_EQ(CAtlStringA("-+a+-").TrimRight("+-"), "-+a");
 
-    EXPECT_LT(CAtlStringA("abc").Compare("abd"), 0);
     EXPECT_GT(CAtlStringA("abc").Compare("ab"), 0);
     EXPECT_GT(CAtlStringA("\xE9").Compare("z"), 0); // bytes compare unsigned
     EXPECT_EQ(CAtlStringA("").Compare(nullptr), 0);
-    EXPECT_EQ(CAtlStringA("HeLLo").CompareNoCase("hello"), 0);
     EXPECT_LT(CAtlStringA("a").CompareNoCase("B"), 0);
-    EXPECT_TRUE(CAtlStringA("a") < CAtlStringA("b"));
     EXPECT_TRUE("a" < CAtlStringA("b"));
-    EXPECT_TRUE(CAtlStringA("a") != "b");
     EXPECT_FALSE(CAtlStringA("a\0b", 3) == CAtlStringA("a")); // embedded NUL counts
 }
 

@@ -139,20 +139,25 @@ TEST(CodePage, LengthRulesWideToNarrow) {
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"a\u20ac", -1, buf, 4, nullptr, nullptr), 0);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 
+    // UTF-8 takes no default character, and the flag is UTF-8's only.
     BOOL used = FALSE;
-    SetLastError(0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"a", 1, buf, 8, nullptr, &used), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    SetLastError(0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, L"a", 1, buf, 8, "?", nullptr), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    SetLastError(0);
-    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, nullptr, 1, buf, 8, nullptr, nullptr), 0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    SetLastError(0);
-    EXPECT_EQ(WideCharToMultiByte(1252, WC_ERR_INVALID_CHARS, L"a", 1, buf, 8, nullptr, nullptr),
-              0);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_FLAGS);
+    const struct {
+        UINT cp;
+        DWORD flags;
+        const wchar_t* src;
+        const char* def;
+        BOOL* used;
+        DWORD error;
+    } bad[] = {{CP_UTF8, 0, L"a", nullptr, &used, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, 0, L"a", "?", nullptr, ERROR_INVALID_PARAMETER},
+               {CP_UTF8, 0, nullptr, nullptr, nullptr, ERROR_INVALID_PARAMETER},
+               {1252, WC_ERR_INVALID_CHARS, L"a", nullptr, nullptr, ERROR_INVALID_FLAGS}};
+    for (const auto& b : bad) {
+        SCOPED_TRACE(&b - bad);
+        SetLastError(0);
+        EXPECT_EQ(WideCharToMultiByte(b.cp, b.flags, b.src, 1, buf, 8, b.def, b.used), 0);
+        EXPECT_EQ(GetLastError(), b.error);
+    }
 }
 
 TEST(CodePage, InvalidWideCharacters) {
@@ -177,14 +182,11 @@ TEST(CodePage, SingleByteCodePagesRoundTripAllBytes) {
     }
     const std::wstring w1252 = ToWide(all, 1252);
     ASSERT_EQ(w1252.size(), 256u);
-    EXPECT_EQ(w1252[0x80], 0x20AC);
-    EXPECT_EQ(w1252[0x81], 0x81); // undefined bytes map to the same code point
-    EXPECT_EQ(w1252[0x8D], 0x8D);
-    EXPECT_EQ(w1252[0x8F], 0x8F);
-    EXPECT_EQ(w1252[0x90], 0x90);
-    EXPECT_EQ(w1252[0x9D], 0x9D);
-    EXPECT_EQ(w1252[0x9F], 0x178);
-    EXPECT_EQ(w1252[0xE9], 0xE9);
+    // Undefined bytes map to the same code point.
+    const int table[][2] = {{0x80, 0x20AC}, {0x81, 0x81},  {0x8D, 0x8D}, {0x8F, 0x8F}, {0x90, 0x90},
+                            {0x9D, 0x9D},   {0x9F, 0x178}, {0xE9, 0xE9}, {0x41, 0x41}};
+    for (const auto& row : table)
+        EXPECT_EQ(int(w1252[row[0]]), row[1]) << std::hex << row[0];
     EXPECT_EQ(ToNarrow(w1252, 1252), all);
 
     const std::wstring latin1 = ToWide(all, 28591);
@@ -231,7 +233,7 @@ TEST(CaseMap, CharLowerUpperAndBuffers) {
     EXPECT_EQ(CharLowerBuffW(nullptr, 4), 0u);
 }
 
-TEST(CaseMap, GeneratedSpecialCases) {
+TEST(CaseMap, IrregularMappingsFromTheGeneratedTable) {
     struct Case {
         wchar_t ch;
         wchar_t lower;

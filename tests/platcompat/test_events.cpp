@@ -3,73 +3,28 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
+#include <functional>
 #include <thread>
 #include <vector>
 
-#include "platcompat.h"
+#include "Waiters.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using KxPlatTest::Clock;
+using KxPlatTest::MsSince;
+using KxPlatTest::Waiters;
 
-long long msSince(Clock::time_point start) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-}
-
-// Starts `n` threads that each wait on `event` without limit, and returns once
-// all of them are about to wait plus a generous pause, so that they are really
-// blocked. `released` counts the waits that returned WAIT_OBJECT_0.
-class Waiters {
-public:
-    Waiters(HANDLE event, int n, DWORD timeout = INFINITE) {
-        for (int i = 0; i < n; ++i)
-            m_threads.emplace_back([this, event, timeout] {
-                m_entered.fetch_add(1);
-                DWORD r = WaitForSingleObject(event, timeout);
-                if (r == WAIT_OBJECT_0)
-                    m_released.fetch_add(1);
-                else if (r == WAIT_TIMEOUT)
-                    m_timedOut.fetch_add(1);
-                else
-                    m_failed.fetch_add(1);
-            });
-        while (m_entered.load() < n)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    }
-    ~Waiters() { join(); }
-    void join() {
-        for (auto& t : m_threads)
-            if (t.joinable())
-                t.join();
-    }
-    // Waits (up to 10 s) until `count` waits were released.
-    bool releasedReaches(int count) {
-        auto start = Clock::now();
-        while (m_released.load() < count && msSince(start) < 10000)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        return m_released.load() >= count;
-    }
-    int released() const { return m_released.load(); }
-    int timedOut() const { return m_timedOut.load(); }
-    int failed() const { return m_failed.load(); }
-
-private:
-    std::vector<std::thread> m_threads;
-    std::atomic<int> m_entered{0};
-    std::atomic<int> m_released{0};
-    std::atomic<int> m_timedOut{0};
-    std::atomic<int> m_failed{0};
-};
-
-TEST(WaitConstants, HaveWin32Values) {
-    EXPECT_EQ(WAIT_OBJECT_0, 0u);
-    EXPECT_EQ(WAIT_ABANDONED_0, 0x80u);
-    EXPECT_EQ(WAIT_TIMEOUT, 258u);
-    EXPECT_EQ(WAIT_FAILED, 0xFFFFFFFFu);
-    EXPECT_EQ(INFINITE, 0xFFFFFFFFu);
-    EXPECT_EQ(MAXIMUM_WAIT_OBJECTS, 64u);
-}
+// Values the firmware's binaries were compiled against.
+static_assert(WAIT_OBJECT_0 == 0 && WAIT_ABANDONED_0 == 0x80 && WAIT_TIMEOUT == 258 &&
+              WAIT_FAILED == 0xFFFFFFFF && INFINITE == 0xFFFFFFFF && MAXIMUM_WAIT_OBJECTS == 64 &&
+              STILL_ACTIVE == 259 && CREATE_SUSPENDED == 4 &&
+              STACK_SIZE_PARAM_IS_A_RESERVATION == 0x10000 && THREAD_PRIORITY_IDLE == -15 &&
+              THREAD_PRIORITY_LOWEST == -2 && THREAD_PRIORITY_BELOW_NORMAL == -1 &&
+              THREAD_PRIORITY_NORMAL == 0 && THREAD_PRIORITY_ABOVE_NORMAL == 1 &&
+              THREAD_PRIORITY_HIGHEST == 2 && THREAD_PRIORITY_TIME_CRITICAL == 15 &&
+              THREAD_PRIORITY_ERROR_RETURN == 0x7FFFFFFF);
 
 TEST(EventCreate, NamesAreRefusedAndBothNameKindsCompile) {
     SetLastError(0);
@@ -78,50 +33,41 @@ TEST(EventCreate, NamesAreRefusedAndBothNameKindsCompile) {
     SetLastError(0);
     EXPECT_EQ(CreateEvent(NULL, FALSE, FALSE, "name"), nullptr);
     EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
-
     const wchar_t* noName = nullptr;
-    HANDLE a = CreateEvent(NULL, FALSE, FALSE, NULL);
     HANDLE b = CreateEvent(nullptr, TRUE, FALSE, noName);
     HANDLE c = CreateEventA(nullptr, TRUE, TRUE, nullptr);
-    ASSERT_NE(a, nullptr);
     ASSERT_NE(b, nullptr);
     ASSERT_NE(c, nullptr);
-    EXPECT_NE(a, INVALID_HANDLE_VALUE);
-    EXPECT_NE(a, b);
+    EXPECT_NE(b, c);
     EXPECT_EQ(WaitForSingleObject(c, 0), WAIT_OBJECT_0); // created signalled
     EXPECT_EQ(WaitForSingleObject(b, 0), WAIT_TIMEOUT);
-    EXPECT_EQ(CloseHandle(a), TRUE);
     EXPECT_EQ(CloseHandle(b), TRUE);
     EXPECT_EQ(CloseHandle(c), TRUE);
 }
 
 TEST(EventHandles, InvalidClosedAndForeignHandlesFail) {
     HANDLE ev = CreateEvent(NULL, TRUE, TRUE, NULL);
-    ASSERT_NE(ev, nullptr);
     ASSERT_EQ(CloseHandle(ev), TRUE);
-
-    HANDLE bad[] = {nullptr,
-                    INVALID_HANDLE_VALUE,
-                    ev,
-                    reinterpret_cast<HANDLE>(0x12345678),
-                    reinterpret_cast<HANDLE>(0x10),
-                    reinterpret_cast<HANDLE>(~std::uintptr_t(3))};
+    const HANDLE bad[] = {nullptr,
+                          INVALID_HANDLE_VALUE,
+                          ev,
+                          reinterpret_cast<HANDLE>(0x12345678),
+                          reinterpret_cast<HANDLE>(0x10),
+                          reinterpret_cast<HANDLE>(~std::uintptr_t(3))};
     for (HANDLE h : bad) {
         SCOPED_TRACE(reinterpret_cast<std::uintptr_t>(h));
-        SetLastError(0);
-        EXPECT_EQ(WaitForSingleObject(h, 0), WAIT_FAILED);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-        SetLastError(0);
-        EXPECT_EQ(WaitForSingleObject(h, 50), WAIT_FAILED);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-        SetLastError(0);
-        EXPECT_EQ(SetEvent(h), FALSE);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-        EXPECT_EQ(ResetEvent(h), FALSE);
-        EXPECT_EQ(PulseEvent(h), FALSE);
-        SetLastError(0);
-        EXPECT_EQ(CloseHandle(h), FALSE); // includes the double close
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        const std::pair<const char*, std::function<bool()>> calls[] = {
+            {"wait 0", [h] { return WaitForSingleObject(h, 0) == WAIT_FAILED; }},
+            {"wait 50", [h] { return WaitForSingleObject(h, 50) == WAIT_FAILED; }},
+            {"set", [h] { return !SetEvent(h); }},
+            {"reset", [h] { return !ResetEvent(h); }},
+            {"pulse", [h] { return !PulseEvent(h); }},
+            {"close", [h] { return !CloseHandle(h); }}}; // includes the double close
+        for (const auto& call : calls) {
+            SetLastError(0);
+            EXPECT_TRUE(call.second()) << call.first;
+            EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE) << call.first;
+        }
     }
 }
 
@@ -140,169 +86,132 @@ TEST(EventHandles, ClosedHandleStaysInvalidAfterItsSlotIsReused) {
         EXPECT_EQ(CloseHandle(h), TRUE);
 }
 
-TEST(EventState, SatisfiedWaitKeepsManualAndConsumesAutomatic) {
-    HANDLE manual = CreateEvent(NULL, TRUE, FALSE, NULL);
-    HANDLE automatic = CreateEvent(NULL, FALSE, FALSE, NULL);
-    EXPECT_EQ(SetEvent(manual), TRUE);
-    EXPECT_EQ(SetEvent(automatic), TRUE);
-    EXPECT_EQ(WaitForSingleObject(manual, 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(manual, 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(manual, INFINITE), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(automatic, INFINITE), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(automatic, 0), WAIT_TIMEOUT);
-    CloseHandle(manual);
-    CloseHandle(automatic);
-}
-
-TEST(EventState, SignalsDoNotAccumulate) {
-    HANDLE ev = CreateEvent(NULL, FALSE, FALSE, NULL);
-    EXPECT_EQ(SetEvent(ev), TRUE);
-    EXPECT_EQ(SetEvent(ev), TRUE);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
-    EXPECT_EQ(WaitForSingleObject(ev, 20), WAIT_TIMEOUT);
-    CloseHandle(ev);
-}
-
-TEST(EventState, ResetOfUnsignalledEventSucceedsAndChangesNothing) {
-    HANDLE ev = CreateEvent(NULL, TRUE, FALSE, NULL);
-    EXPECT_EQ(ResetEvent(ev), TRUE);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
-    EXPECT_EQ(SetEvent(ev), TRUE);
-    EXPECT_EQ(ResetEvent(ev), TRUE);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
-    EXPECT_EQ(SetEvent(ev), TRUE); // still usable after resets
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_OBJECT_0);
-    CloseHandle(ev);
-}
-
-TEST(EventWake, SetReleasesExactlyOneAutomaticWaiter) {
-    HANDLE ev = CreateEvent(NULL, FALSE, FALSE, NULL);
-    Waiters w(ev, 4);
-    EXPECT_EQ(w.released(), 0) << "a waiter returned before the signal";
-    EXPECT_EQ(SetEvent(ev), TRUE);
-    ASSERT_TRUE(w.releasedReaches(1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(w.released(), 1);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT) << "the signal was both handed and kept";
-    for (int i = 2; i <= 4; ++i) {
-        EXPECT_EQ(SetEvent(ev), TRUE);
-        ASSERT_TRUE(w.releasedReaches(i));
+// Single-threaded state changes: each row is a sequence of operations on a
+// fresh event and the result every wait must give.
+TEST(EventState, SetResetPulseAndWaitSequences) {
+    enum Op { Set, Reset, Pulse, Wait0, Wait20 };
+    struct Case {
+        const char* name;
+        BOOL manual, initial;
+        std::vector<std::pair<Op, DWORD>> steps; // wait result expected, or TRUE
+    };
+    const DWORD S = WAIT_OBJECT_0, T = WAIT_TIMEOUT;
+    const Case cases[] = {
+        {"manual wait keeps the signal", TRUE, FALSE, {{Set, TRUE}, {Wait0, S}, {Wait0, S}}},
+        {"automatic wait consumes it", FALSE, FALSE, {{Set, TRUE}, {Wait0, S}, {Wait0, T}}},
+        {"signals do not accumulate",
+         FALSE,
+         FALSE,
+         {{Set, TRUE}, {Set, TRUE}, {Wait0, S}, {Wait20, T}}},
+        {"reset of unsignalled", TRUE, FALSE, {{Reset, TRUE}, {Wait0, T}, {Set, TRUE}, {Wait0, S}}},
+        {"reset clears", TRUE, TRUE, {{Reset, TRUE}, {Wait0, T}}},
+        {"manual pulse, no waiter", TRUE, FALSE, {{Pulse, TRUE}, {Wait0, T}}},
+        {"automatic pulse, no waiter", FALSE, FALSE, {{Pulse, TRUE}, {Wait0, T}}},
+        {"pulse of signalled manual resets", TRUE, TRUE, {{Pulse, TRUE}, {Wait0, T}}},
+        {"pulse of signalled automatic resets",
+         FALSE,
+         TRUE,
+         {{Pulse, TRUE}, {Wait0, T}, {Set, TRUE}, {Wait0, S}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        HANDLE ev = CreateEvent(NULL, c.manual, c.initial, NULL);
+        ASSERT_NE(ev, nullptr);
+        int step = 0;
+        for (const auto& s : c.steps) {
+            SCOPED_TRACE(step++);
+            switch (s.first) {
+            case Set:
+                EXPECT_EQ(DWORD(SetEvent(ev)), s.second);
+                break;
+            case Reset:
+                EXPECT_EQ(DWORD(ResetEvent(ev)), s.second);
+                break;
+            case Pulse:
+                EXPECT_EQ(DWORD(PulseEvent(ev)), s.second);
+                break;
+            case Wait0:
+                EXPECT_EQ(WaitForSingleObject(ev, 0), s.second);
+                break;
+            case Wait20:
+                EXPECT_EQ(WaitForSingleObject(ev, 20), s.second);
+                break;
+            }
+        }
+        EXPECT_EQ(CloseHandle(ev), TRUE);
     }
-    w.join();
-    EXPECT_EQ(w.released(), 4);
-    CloseHandle(ev);
 }
 
-TEST(EventWake, SetReleasesAllManualWaitersAndStaysSignalled) {
-    HANDLE ev = CreateEvent(NULL, TRUE, FALSE, NULL);
-    Waiters w(ev, 5);
-    EXPECT_EQ(w.released(), 0);
-    EXPECT_EQ(SetEvent(ev), TRUE);
-    w.join();
-    EXPECT_EQ(w.released(), 5);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_OBJECT_0);
-    CloseHandle(ev);
-}
-
-TEST(EventPulse, ManualPulseReleasesEveryBlockedWaiterAndResets) {
-    HANDLE ev = CreateEvent(NULL, TRUE, FALSE, NULL);
-    Waiters w(ev, 5);
-    EXPECT_EQ(w.released(), 0);
-    EXPECT_EQ(PulseEvent(ev), TRUE);
-    w.join();
-    EXPECT_EQ(w.released(), 5);
-    EXPECT_EQ(w.failed(), 0);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
-    CloseHandle(ev);
-}
-
-TEST(EventPulse, ManualPulseOnSignalledEventReleasesWaitersAndResets) {
-    HANDLE ev = CreateEvent(NULL, TRUE, TRUE, NULL);
-    EXPECT_EQ(PulseEvent(ev), TRUE);
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
-    CloseHandle(ev);
-}
-
-TEST(EventPulse, AutomaticPulseReleasesAtMostOneWaiterAndResets) {
-    HANDLE ev = CreateEvent(NULL, FALSE, FALSE, NULL);
-    {
-        Waiters w(ev, 4, 1500);
-        EXPECT_EQ(w.released(), 0);
-        EXPECT_EQ(PulseEvent(ev), TRUE);
-        ASSERT_TRUE(w.releasedReaches(1));
-        w.join(); // the other three time out
-        EXPECT_EQ(w.released(), 1);
-        EXPECT_EQ(w.timedOut(), 3);
-    }
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
-    CloseHandle(ev);
-}
-
-TEST(EventPulse, PulseWithoutWaitersOnlyResets) {
-    for (BOOL manual : {TRUE, FALSE}) {
-        SCOPED_TRACE(manual);
-        HANDLE ev = CreateEvent(NULL, manual, FALSE, NULL);
-        EXPECT_EQ(PulseEvent(ev), TRUE);
-        EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT) << "a pulse was stored";
-        EXPECT_EQ(SetEvent(ev), TRUE);
-        EXPECT_EQ(PulseEvent(ev), TRUE);
-        EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
+// Set releases every manual waiter and stays, or exactly one automatic
+// waiter and is consumed; a pulse releases every blocked manual waiter (at
+// most one automatic one) and leaves the event reset.
+TEST(EventWake, SetAndPulseReleaseBlockedWaiters) {
+    struct Case {
+        BOOL manual;
+        bool pulse;
+        DWORD timeout;
+        int released, timedOut;
+        DWORD after;
+    };
+    const Case cases[] = {{TRUE, false, INFINITE, 5, 0, WAIT_OBJECT_0},
+                          {TRUE, true, INFINITE, 5, 0, WAIT_TIMEOUT},
+                          {FALSE, false, 1500, 1, 3, WAIT_TIMEOUT},
+                          {FALSE, true, 1500, 1, 3, WAIT_TIMEOUT}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << "manual " << c.manual << " pulse " << c.pulse);
+        HANDLE ev = CreateEvent(NULL, c.manual, FALSE, NULL);
+        {
+            Waiters w(ev, c.released + c.timedOut, c.timeout);
+            EXPECT_EQ(w.Released(), 0);
+            EXPECT_EQ(c.pulse ? PulseEvent(ev) : SetEvent(ev), TRUE);
+            w.Join();
+            EXPECT_EQ(w.Released(), c.released);
+            EXPECT_EQ(w.TimedOut(), c.timedOut);
+            EXPECT_EQ(w.Failed(), 0);
+        }
+        EXPECT_EQ(WaitForSingleObject(ev, 0), c.after);
         CloseHandle(ev);
     }
 }
 
-TEST(EventTimeout, WaitLastsAtLeastItsTimeout) {
+TEST(EventTimeout, TimedWaitsLastAtLeastTheirTimeAndInfiniteEndsOnSignal) {
     HANDLE ev = CreateEvent(NULL, FALSE, FALSE, NULL);
     auto start = Clock::now();
     EXPECT_EQ(WaitForSingleObject(ev, 100), WAIT_TIMEOUT);
-    long long took = msSince(start);
-    EXPECT_GE(took, 100);
-    EXPECT_LT(took, 10000);
-
+    EXPECT_GE(MsSince(start), 100);
     start = Clock::now();
-    EXPECT_EQ(WaitForSingleObject(ev, 0), WAIT_TIMEOUT);
-    EXPECT_LT(msSince(start), 5000);
-    CloseHandle(ev);
-}
-
-TEST(EventTimeout, InfiniteWaitEndsOnSignal) {
-    HANDLE ev = CreateEvent(NULL, FALSE, FALSE, NULL);
+    Sleep(50);
+    EXPECT_GE(MsSince(start), 50);
     std::thread setter([ev] {
         std::this_thread::sleep_for(std::chrono::milliseconds(150));
         SetEvent(ev);
     });
-    auto start = Clock::now();
+    start = Clock::now();
     EXPECT_EQ(WaitForSingleObject(ev, INFINITE), WAIT_OBJECT_0);
-    EXPECT_GE(msSince(start), 100);
+    EXPECT_GE(MsSince(start), 100);
     setter.join();
     CloseHandle(ev);
 }
 
 TEST(EventTimeout, ZeroWaitOnSignalledEventSucceedsUnderContention) {
     HANDLE manual = CreateEvent(NULL, TRUE, TRUE, NULL);
-    HANDLE automatic = CreateEvent(NULL, FALSE, FALSE, NULL);
     std::atomic<bool> stop{false};
     std::vector<std::thread> noise;
     for (int i = 0; i < 3; ++i)
         noise.emplace_back([&] {
             while (!stop.load()) {
                 SetEvent(manual);
-                WaitForSingleObject(manual, 0);
-                SetEvent(automatic);
-                WaitForSingleObject(automatic, 1);
+                WaitForSingleObject(manual, 1);
             }
         });
     int failures = 0;
     for (int i = 0; i < 20000; ++i)
-        if (WaitForSingleObject(manual, 0) != WAIT_OBJECT_0)
-            ++failures;
+        failures += WaitForSingleObject(manual, 0) != WAIT_OBJECT_0;
     stop.store(true);
     for (auto& t : noise)
         t.join();
     EXPECT_EQ(failures, 0);
     CloseHandle(manual);
-    CloseHandle(automatic);
 }
 
 TEST(EventClose, ClosingAHandleAnotherThreadWaitsOnDoesNotWakeIt) {
@@ -311,10 +220,8 @@ TEST(EventClose, ClosingAHandleAnotherThreadWaitsOnDoesNotWakeIt) {
         Waiters w(ev, 2, 600);
         EXPECT_EQ(CloseHandle(ev), TRUE);
         EXPECT_EQ(SetEvent(ev), FALSE); // the handle is gone for everybody
-        w.join();
-        EXPECT_EQ(w.timedOut(), 2);
-        EXPECT_EQ(w.released(), 0);
-        EXPECT_EQ(w.failed(), 0);
+        w.Join();
+        EXPECT_EQ(w.TimedOut(), 2);
     }
     EXPECT_EQ(CloseHandle(ev), FALSE);
 }
@@ -326,8 +233,7 @@ TEST(EventClose, ConcurrentCloseOfOneHandleSucceedsOnce) {
         std::vector<std::thread> closers;
         for (int i = 0; i < 3; ++i)
             closers.emplace_back([&] {
-                if (CloseHandle(ev))
-                    closed.fetch_add(1);
+                closed += CloseHandle(ev) ? 1 : 0;
                 WaitForSingleObject(ev, 0);
             });
         for (auto& t : closers)
@@ -338,7 +244,6 @@ TEST(EventClose, ConcurrentCloseOfOneHandleSucceedsOnce) {
 
 TEST(EventRace, SignalRacingWithTimeoutIsNeverLost) {
     HANDLE ev = CreateEvent(NULL, FALSE, FALSE, NULL);
-    int reported = 0, kept = 0;
     for (int i = 0; i < 300; ++i) {
         std::atomic<bool> go{false};
         DWORD result = WAIT_FAILED;
@@ -351,23 +256,12 @@ TEST(EventRace, SignalRacingWithTimeoutIsNeverLost) {
         std::this_thread::sleep_for(std::chrono::microseconds(i % 3 * 500));
         SetEvent(ev);
         waiter.join();
-        bool onObject = WaitForSingleObject(ev, 0) == WAIT_OBJECT_0;
+        const bool onObject = WaitForSingleObject(ev, 0) == WAIT_OBJECT_0;
         ASSERT_TRUE(result == WAIT_OBJECT_0 || result == WAIT_TIMEOUT) << result;
         // Exactly one of: reported to the waiter, or still on the event.
         ASSERT_NE(result == WAIT_OBJECT_0, onObject) << "round " << i;
-        (result == WAIT_OBJECT_0 ? reported : kept)++;
     }
-    EXPECT_EQ(reported + kept, 300);
     CloseHandle(ev);
-}
-
-TEST(Sleep, SleepsAtLeastTheTimeAndZeroYields) {
-    auto start = Clock::now();
-    Sleep(50);
-    EXPECT_GE(msSince(start), 50);
-    start = Clock::now();
-    Sleep(0);
-    EXPECT_LT(msSince(start), 5000);
 }
 
 } // namespace

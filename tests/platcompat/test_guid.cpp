@@ -37,9 +37,10 @@ TEST(GuidText, ParseRoundTripsAndRejectsMalformedText) {
     GUID parsed;
     EXPECT_EQ(CLSIDFromString(L"{01234567-89ab-cdef-0123-456789ABCDEF}", &parsed), S_OK);
     EXPECT_TRUE(IsEqualGUID(parsed, kSample));
-    for (const wchar_t* bad : {L"", L"{01234567-89AB-CDEF-0123-456789ABCDEF", L"01234567-89AB-CDEF-0123-456789ABCDEF",
-                               L"{01234567-89AB-CDEF-0123-456789ABCDEF}x", L"{0123456-789AB-CDEF-0123-456789ABCDEF}",
-                               L"{01234567-89AB-CDEF-0123-456789ABCDEG}", L"{01234567-89AB-CDEF-01234-56789ABCDEF}"}) {
+    for (const wchar_t* bad :
+         {L"", L"{01234567-89AB-CDEF-0123-456789ABCDEF", L"01234567-89AB-CDEF-0123-456789ABCDEF",
+          L"{01234567-89AB-CDEF-0123-456789ABCDEF}x", L"{0123456-789AB-CDEF-0123-456789ABCDEF}",
+          L"{01234567-89AB-CDEF-0123-456789ABCDEG}", L"{01234567-89AB-CDEF-01234-56789ABCDEF}"}) {
         SCOPED_TRACE(std::wstring(bad).size());
         parsed = kSample;
         EXPECT_EQ(CLSIDFromString(bad, &parsed), CO_E_CLASSSTRING);

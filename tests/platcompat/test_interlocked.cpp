@@ -1,4 +1,4 @@
-// Interlocked operations: return values and atomicity.
+// Interlocked operations: return values, wrap-around and atomicity.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -8,41 +8,38 @@
 
 namespace {
 
-TEST(Interlocked, IncrementAndDecrementReturnTheNewValue) {
-    LONG v = 5;
-    EXPECT_EQ(InterlockedIncrement(&v), 6);
-    EXPECT_EQ(v, 6);
-    EXPECT_EQ(InterlockedDecrement(&v), 5);
-    EXPECT_EQ(InterlockedDecrement(&v), 4);
-    LONG top = 0x7FFFFFFF;
-    EXPECT_EQ(InterlockedIncrement(&top), LONG(0x80000000u)); // wraps like Win32
-    LONG zero = 0;
-    EXPECT_EQ(InterlockedDecrement(&zero), -1);
-}
-
-TEST(Interlocked, ExchangeFamilyReturnsTheOldValue) {
-    LONG v = 10;
-    EXPECT_EQ(InterlockedExchange(&v, 3), 10);
-    EXPECT_EQ(v, 3);
-    EXPECT_EQ(InterlockedExchangeAdd(&v, 4), 3);
-    EXPECT_EQ(v, 7);
-    EXPECT_EQ(InterlockedExchangeAdd(&v, -10), 7);
-    EXPECT_EQ(v, -3);
-}
-
-TEST(Interlocked, CompareExchangeStoresOnlyOnMatchAndReturnsTheOldValue) {
-    LONG v = 1;
-    EXPECT_EQ(InterlockedCompareExchange(&v, 9, 2), 1); // no match
-    EXPECT_EQ(v, 1);
-    EXPECT_EQ(InterlockedCompareExchange(&v, 9, 1), 1); // match
-    EXPECT_EQ(v, 9);
-}
-
-TEST(Interlocked, PointerFormsReturnTheOldPointer) {
+// Each row: the value before, the call, what it must return and leave.
+TEST(Interlocked, ReturnValuesAndResults) {
+    struct Case {
+        const char* name;
+        LONG before;
+        LONG (*op)(LONG*);
+        LONG returned, after;
+    };
+    const Case cases[] = {
+        {"increment returns the new value", 5, [](LONG* v) { return InterlockedIncrement(v); }, 6,
+         6},
+        {"increment wraps like Win32", 0x7FFFFFFF, [](LONG* v) { return InterlockedIncrement(v); },
+         LONG(0x80000000u), LONG(0x80000000u)},
+        {"decrement below zero", 0, [](LONG* v) { return InterlockedDecrement(v); }, -1, -1},
+        {"exchange returns the old value", 10, [](LONG* v) { return InterlockedExchange(v, 3); },
+         10, 3},
+        {"add returns the old value", 7, [](LONG* v) { return InterlockedExchangeAdd(v, -10); }, 7,
+         -3},
+        {"compare-exchange without match", 1,
+         [](LONG* v) { return InterlockedCompareExchange(v, 9, 2); }, 1, 1},
+        {"compare-exchange with match", 1,
+         [](LONG* v) { return InterlockedCompareExchange(v, 9, 1); }, 1, 9},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        LONG v = c.before;
+        EXPECT_EQ(c.op(&v), c.returned);
+        EXPECT_EQ(v, c.after);
+    }
     int a = 0, b = 0;
     void* volatile p = &a;
     EXPECT_EQ(InterlockedExchangePointer(&p, &b), &a);
-    EXPECT_EQ(p, &b);
     EXPECT_EQ(InterlockedCompareExchangePointer(&p, nullptr, &a), &b); // no match
     EXPECT_EQ(p, &b);
     EXPECT_EQ(InterlockedCompareExchangePointer(&p, nullptr, &b), &b);

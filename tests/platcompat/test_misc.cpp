@@ -38,38 +38,33 @@ TEST(Apartment, CountsEntriesPerThreadAndRefusesModelChange) {
     }).join();
 }
 
-TEST(PerformanceCounter, NanosecondFrequencyAndMonotonic) {
-    LARGE_INTEGER frequency;
+TEST(Clock, PerformanceCounterIsNanosecondsAndMonotonicAndLocalTimeInRange) {
+    LARGE_INTEGER frequency, previous, now;
     ASSERT_TRUE(QueryPerformanceFrequency(&frequency));
     EXPECT_EQ(frequency.QuadPart, 1000000000LL);
-    LARGE_INTEGER previous;
     ASSERT_TRUE(QueryPerformanceCounter(&previous));
     for (int i = 0; i < 10000; ++i) {
-        LARGE_INTEGER now;
         ASSERT_TRUE(QueryPerformanceCounter(&now));
         ASSERT_GE(now.QuadPart, previous.QuadPart);
         previous = now;
     }
     EXPECT_FALSE(QueryPerformanceCounter(nullptr));
     EXPECT_FALSE(QueryPerformanceFrequency(nullptr));
-}
-
-TEST(LocalTime, FieldsAreInRange) {
     SYSTEMTIME st;
     GetLocalTime(&st);
-    EXPECT_GE(st.wYear, 2020);
-    EXPECT_GE(st.wMonth, 1);
-    EXPECT_LE(st.wMonth, 12);
-    EXPECT_GE(st.wDay, 1);
-    EXPECT_LE(st.wDay, 31);
-    EXPECT_LE(st.wHour, 23);
-    EXPECT_LE(st.wMinute, 59);
-    EXPECT_LE(st.wSecond, 60);
-    EXPECT_LE(st.wMilliseconds, 999);
+    const int fields[][3] = {{st.wYear, 2020, 9999},    {st.wMonth, 1, 12},  {st.wDay, 1, 31},
+                             {st.wHour, 0, 23},         {st.wMinute, 0, 59}, {st.wSecond, 0, 60},
+                             {st.wMilliseconds, 0, 999}};
+    for (const auto& f : fields) {
+        EXPECT_GE(f[0], f[1]) << &f - fields;
+        EXPECT_LE(f[0], f[2]) << &f - fields;
+    }
     GetLocalTime(nullptr);
 }
 
-void Collect(const char* text, void* context) { *static_cast<std::string*>(context) += text; }
+void Collect(const char* text, void* context) {
+    *static_cast<std::string*>(context) += text;
+}
 
 TEST(DebugOutput, InstalledSinkReceivesNarrowAndWideText) {
     std::string seen;
@@ -108,7 +103,8 @@ TEST(StartupObject, InstalledObjectIsReturnedAndCalledThroughThirdSlot) {
     EXPECT_EQ(setSwpStartup(&startup), nullptr);
     ASSERT_EQ(getSwpStartup(), &startup);
     // The fatal-error operation is the third entry of the table of operations.
-    using FatalFn = void (*)(ISwpStartup*, const char*, const char*, const char*, int, const char*, long);
+    using FatalFn =
+        void (*)(ISwpStartup*, const char*, const char*, const char*, int, const char*, long);
     void** table = *reinterpret_cast<void***>(getSwpStartup());
     reinterpret_cast<FatalFn>(table[2])(getSwpStartup(), "cond", "f", "d", 7, "msg", -5);
     EXPECT_EQ(startup.seen, "cond|msg|7|-5");

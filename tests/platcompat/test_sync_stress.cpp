@@ -13,49 +13,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Producers hand `kItems` tokens through an automatic-reset event to
-// consumers that wait with short timeouts: a lost signal shows as a missing
-// token, a duplicated one as a surplus. A semaphore built from a counter and
-// the event: the event only says "look again".
-TEST(SyncStress, AutoResetEventProducerConsumerLosesNoSignal) {
-    constexpr int kProducers = 2, kConsumers = 3, kItems = 6000;
-    HANDLE ev = CreateEvent(NULL, FALSE, FALSE, NULL);
-    std::atomic<int> available{0}, taken{0}, produced{0};
-    auto deadline = Clock::now() + std::chrono::seconds(60);
-    std::vector<std::thread> threads;
-    for (int p = 0; p < kProducers; ++p)
-        threads.emplace_back([&] {
-            for (int i = 0; i < kItems / kProducers; ++i) {
-                available.fetch_add(1);
-                produced.fetch_add(1);
-                SetEvent(ev);
-                if (i % 64 == 0)
-                    std::this_thread::yield();
-            }
-        });
-    for (int c = 0; c < kConsumers; ++c)
-        threads.emplace_back([&, c] {
-            while (taken.load() < kItems && Clock::now() < deadline) {
-                int have = available.load();
-                if (have > 0 && available.compare_exchange_strong(have, have - 1)) {
-                    taken.fetch_add(1);
-                    continue;
-                }
-                DWORD r = WaitForSingleObject(ev, c == 0 ? 0 : 1 + c);
-                ASSERT_TRUE(r == WAIT_OBJECT_0 || r == WAIT_TIMEOUT) << r;
-            }
-        });
-    for (auto& t : threads)
-        t.join();
-    EXPECT_EQ(produced.load(), kItems);
-    EXPECT_EQ(taken.load(), kItems);
-    EXPECT_EQ(available.load(), 0);
-    CloseHandle(ev);
-}
-
 // Strict hand-over: every SetEvent must be matched by exactly one satisfied
-// wait, since the setter only signals after the previous token was taken.
-// Waits use timeouts so that timing-out waiters race with the signal.
+// wait, since the setter only signals after the previous token was taken; a
+// lost signal stalls a round, a duplicated one shows as a surplus. Waits use
+// timeouts so that timing-out waiters race with the signal.
 TEST(SyncStress, EveryHandOverIsTakenExactlyOnce) {
     constexpr int kRounds = 3000;
     HANDLE token = CreateEvent(NULL, FALSE, FALSE, NULL);
@@ -214,11 +175,7 @@ TEST(SyncStress, CriticalSectionsNestedAcrossThreads) {
     for (auto& t : threads)
         t.join();
     EXPECT_EQ(a, 40000);
-    long expectedB = 0;
-    for (int t = 0; t < 4; ++t)
-        for (int i = 0; i < 10000; ++i)
-            expectedB += (i + t) % 3 == 0;
-    EXPECT_EQ(b, expectedB);
+    EXPECT_EQ(b, 13334); // rounds with i + t divisible by 3
 }
 
 } // namespace

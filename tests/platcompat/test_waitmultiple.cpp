@@ -6,15 +6,13 @@
 #include <thread>
 #include <vector>
 
-#include "platcompat.h"
+#include "Waiters.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-long long msSince(Clock::time_point start) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-}
+using KxPlatTest::Clock;
+using KxPlatTest::MsSince;
+using KxPlatTest::Waiters;
 
 // A set of events closed at the end of the test.
 struct Events {
@@ -27,44 +25,51 @@ struct Events {
         for (HANDLE e : h)
             CloseHandle(e);
     }
-    DWORD count() const { return static_cast<DWORD>(h.size()); }
+    DWORD Wait(DWORD timeout, DWORD n = 0) const {
+        return WaitForMultipleObjects(n ? n : DWORD(h.size()), h.data(), FALSE, timeout);
+    }
+    int Signalled() const { // consumes automatic signals
+        int n = 0;
+        for (HANDLE e : h)
+            n += WaitForSingleObject(e, 0) == WAIT_OBJECT_0;
+        return n;
+    }
 };
 
-TEST(WaitMultipleParams, BadCountsAndNullArrayFail) {
-    Events ev(65, TRUE, TRUE);
-    for (DWORD n : {0u, 65u, 1000u}) {
-        SCOPED_TRACE(n);
-        SetLastError(0);
-        EXPECT_EQ(WaitForMultipleObjects(n, ev.h.data(), FALSE, 0), WAIT_FAILED);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    }
-    SetLastError(0);
-    EXPECT_EQ(WaitForMultipleObjects(2, nullptr, FALSE, 0), WAIT_FAILED);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(WaitForMultipleObjects(64, ev.h.data(), FALSE, 0), WAIT_OBJECT_0);
-}
-
-TEST(WaitMultipleParams, WaitAllIsRefusedAndChangesNothing) {
-    Events ev(2, FALSE, TRUE);
-    SetLastError(0);
-    EXPECT_EQ(WaitForMultipleObjects(2, ev.h.data(), TRUE, 0), WAIT_FAILED);
-    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
-    EXPECT_EQ(WaitForSingleObject(ev.h[0], 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(ev.h[1], 0), WAIT_OBJECT_0);
-}
-
-TEST(WaitMultipleParams, AnyInvalidHandleFailsTheWaitAndConsumesNothing) {
-    Events ev(3, FALSE, TRUE);
+// Every refused call fails with its own error and consumes no signal.
+TEST(WaitMultipleParams, BadArgumentsFailAndConsumeNothing) {
+    Events ev(65, FALSE, TRUE);
     HANDLE closed = CreateEvent(NULL, FALSE, TRUE, NULL);
     CloseHandle(closed);
-    for (HANDLE bad : {HANDLE(nullptr), INVALID_HANDLE_VALUE, closed}) {
-        std::vector<HANDLE> arr = {ev.h[0], ev.h[1], bad, ev.h[2]};
+    struct Case {
+        DWORD n;
+        std::vector<HANDLE> handles; // empty: a null array
+        BOOL all;
+        DWORD error;
+    };
+    const std::vector<HANDLE> three(ev.h.begin(), ev.h.begin() + 3);
+    const Case cases[] = {
+        {0, ev.h, FALSE, ERROR_INVALID_PARAMETER},
+        {65, ev.h, FALSE, ERROR_INVALID_PARAMETER},
+        {1000, ev.h, FALSE, ERROR_INVALID_PARAMETER},
+        {2, {}, FALSE, ERROR_INVALID_PARAMETER},
+        {2, three, TRUE, ERROR_NOT_SUPPORTED},
+        {4, {three[0], three[1], nullptr, three[2]}, FALSE, ERROR_INVALID_HANDLE},
+        {4, {three[0], three[1], INVALID_HANDLE_VALUE, three[2]}, FALSE, ERROR_INVALID_HANDLE},
+        {4, {three[0], three[1], closed, three[2]}, FALSE, ERROR_INVALID_HANDLE},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
         SetLastError(0);
-        EXPECT_EQ(WaitForMultipleObjects(4, arr.data(), FALSE, 0), WAIT_FAILED);
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+        EXPECT_EQ(
+            WaitForMultipleObjects(c.n, c.handles.empty() ? nullptr : c.handles.data(), c.all, 0),
+            WAIT_FAILED);
+        EXPECT_EQ(GetLastError(), c.error);
     }
+    EXPECT_EQ(ev.Signalled(), 65);
     for (HANDLE e : ev.h)
-        EXPECT_EQ(WaitForSingleObject(e, 0), WAIT_OBJECT_0);
+        SetEvent(e);
+    EXPECT_EQ(ev.Wait(0, 64), WAIT_OBJECT_0); // the largest count is allowed
 }
 
 TEST(WaitMultipleOrder, ReturnsLowestSignalledIndexAndConsumesOnlyIt) {
@@ -72,82 +77,55 @@ TEST(WaitMultipleOrder, ReturnsLowestSignalledIndexAndConsumesOnlyIt) {
     SetEvent(ev.h[4]);
     SetEvent(ev.h[2]);
     SetEvent(ev.h[5]);
-    EXPECT_EQ(WaitForMultipleObjects(6, ev.h.data(), FALSE, 0), WAIT_OBJECT_0 + 2);
-    EXPECT_EQ(WaitForMultipleObjects(6, ev.h.data(), FALSE, INFINITE), WAIT_OBJECT_0 + 4);
-    EXPECT_EQ(WaitForMultipleObjects(6, ev.h.data(), FALSE, 10), WAIT_OBJECT_0 + 5);
-    EXPECT_EQ(WaitForMultipleObjects(6, ev.h.data(), FALSE, 0), WAIT_TIMEOUT);
-}
-
-TEST(WaitMultipleOrder, ManualEventAtLowerIndexWinsAndStaysSignalled) {
+    EXPECT_EQ(ev.Wait(0), WAIT_OBJECT_0 + 2);
+    EXPECT_EQ(ev.Wait(INFINITE), WAIT_OBJECT_0 + 4);
+    EXPECT_EQ(ev.Wait(10), WAIT_OBJECT_0 + 5);
+    EXPECT_EQ(ev.Wait(0), WAIT_TIMEOUT);
+    // A manual event at a lower index wins and stays signalled.
     HANDLE manual = CreateEvent(NULL, TRUE, TRUE, NULL);
-    HANDLE automatic = CreateEvent(NULL, FALSE, TRUE, NULL);
-    HANDLE arr[] = {automatic, manual};
-    HANDLE rev[] = {manual, automatic};
+    SetEvent(ev.h[0]);
+    HANDLE rev[] = {manual, ev.h[0]};
     EXPECT_EQ(WaitForMultipleObjects(2, rev, FALSE, 0), WAIT_OBJECT_0);
     EXPECT_EQ(WaitForMultipleObjects(2, rev, FALSE, 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(automatic, 0), WAIT_OBJECT_0) << "index 1 was consumed";
-    SetEvent(automatic);
-    EXPECT_EQ(WaitForMultipleObjects(2, arr, FALSE, 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForMultipleObjects(2, arr, FALSE, 0), WAIT_OBJECT_0 + 1);
+    EXPECT_EQ(WaitForSingleObject(ev.h[0], 0), WAIT_OBJECT_0) << "index 1 was consumed";
     CloseHandle(manual);
-    CloseHandle(automatic);
 }
 
 TEST(WaitMultipleWake, BlockedWaiterIsReleasedByAnyObjectWithItsIndex) {
     Events ev(8, FALSE);
     for (int idx : {7, 0, 3}) {
         SCOPED_TRACE(idx);
-        std::atomic<bool> entered{false};
-        std::atomic<DWORD> result{WAIT_FAILED - 1};
-        std::thread waiter([&] {
-            entered.store(true);
-            result.store(WaitForMultipleObjects(ev.count(), ev.h.data(), FALSE, INFINITE));
-        });
-        while (!entered.load())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        std::this_thread::sleep_for(std::chrono::milliseconds(150));
-        EXPECT_EQ(result.load(), WAIT_FAILED - 1) << "returned before the signal";
+        Waiters w(
+            1, [&ev] { return ev.Wait(INFINITE); }, WAIT_OBJECT_0 + idx);
+        EXPECT_EQ(w.Released() + w.Failed(), 0) << "returned before the signal";
         SetEvent(ev.h[idx]);
-        waiter.join();
-        EXPECT_EQ(result.load(), WAIT_OBJECT_0 + idx);
-        // Consumed, and no other object was touched.
-        EXPECT_EQ(WaitForMultipleObjects(ev.count(), ev.h.data(), FALSE, 0), WAIT_TIMEOUT);
+        w.Join();
+        EXPECT_EQ(w.Released(), 1);
+        EXPECT_EQ(ev.Wait(0), WAIT_TIMEOUT) << "the signal stayed or another object was touched";
     }
 }
 
 TEST(WaitMultipleWake, PulseOfManualEventReleasesMultiObjectWaiters) {
     Events ev(3, TRUE);
-    std::atomic<int> entered{0}, released{0};
-    std::vector<std::thread> waiters;
-    for (int i = 0; i < 3; ++i)
-        waiters.emplace_back([&] {
-            entered.fetch_add(1);
-            if (WaitForMultipleObjects(3, ev.h.data(), FALSE, INFINITE) == WAIT_OBJECT_0 + 1)
-                released.fetch_add(1);
-        });
-    while (entered.load() < 3)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    EXPECT_EQ(released.load(), 0);
-    PulseEvent(ev.h[1]);
-    for (auto& t : waiters)
-        t.join();
-    EXPECT_EQ(released.load(), 3);
-    EXPECT_EQ(WaitForMultipleObjects(3, ev.h.data(), FALSE, 0), WAIT_TIMEOUT);
+    {
+        Waiters w(
+            3, [&ev] { return ev.Wait(INFINITE); }, WAIT_OBJECT_0 + 1);
+        EXPECT_EQ(w.Released(), 0);
+        PulseEvent(ev.h[1]);
+        w.Join();
+        EXPECT_EQ(w.Released(), 3);
+    }
+    EXPECT_EQ(ev.Wait(0), WAIT_TIMEOUT);
 }
 
 TEST(WaitMultipleTimeout, TimesOutAfterTheTimeAndConsumesNothing) {
     Events ev(4, FALSE);
-    auto start = Clock::now();
-    EXPECT_EQ(WaitForMultipleObjects(4, ev.h.data(), FALSE, 100), WAIT_TIMEOUT);
-    long long took = msSince(start);
-    EXPECT_GE(took, 100);
-    EXPECT_LT(took, 10000);
-    // Signals arriving after the timeout stay on the objects.
+    const auto start = Clock::now();
+    EXPECT_EQ(ev.Wait(100), WAIT_TIMEOUT);
+    EXPECT_GE(MsSince(start), 100);
     SetEvent(ev.h[1]);
     SetEvent(ev.h[3]);
-    EXPECT_EQ(WaitForSingleObject(ev.h[3], 0), WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(ev.h[1], 0), WAIT_OBJECT_0);
+    EXPECT_EQ(ev.Signalled(), 2);
 }
 
 TEST(WaitMultipleRace, SignalsRacingWithTimeoutAreNeverLost) {
@@ -157,7 +135,7 @@ TEST(WaitMultipleRace, SignalsRacingWithTimeoutAreNeverLost) {
         DWORD result = WAIT_FAILED;
         std::thread waiter([&] {
             go.store(true);
-            result = WaitForMultipleObjects(3, ev.h.data(), FALSE, 1);
+            result = ev.Wait(1);
         });
         while (!go.load()) {
         }
@@ -165,14 +143,11 @@ TEST(WaitMultipleRace, SignalsRacingWithTimeoutAreNeverLost) {
         SetEvent(ev.h[2]);
         SetEvent(ev.h[1]);
         waiter.join();
-        int left = 0;
-        for (HANDLE e : ev.h)
-            left += WaitForSingleObject(e, 0) == WAIT_OBJECT_0;
         ASSERT_TRUE(result == WAIT_TIMEOUT || result == WAIT_OBJECT_0 + 1 ||
                     result == WAIT_OBJECT_0 + 2)
             << result;
         // Two signals: each was either taken by the wait or is still there.
-        ASSERT_EQ(left + (result != WAIT_TIMEOUT), 2) << "round " << i;
+        ASSERT_EQ(ev.Signalled() + (result != WAIT_TIMEOUT), 2) << "round " << i;
     }
 }
 
@@ -191,21 +166,18 @@ TEST(WaitMultipleRace, ConcurrentSignalsDuringRegistrationLeaveTheOtherOne) {
         };
         std::thread waiter([&] {
             gate();
-            result = WaitForMultipleObjects(2, ev.h.data(), FALSE, 10000);
+            result = ev.Wait(10000);
         });
         std::thread setA([&] {
             gate();
             SetEvent(ev.h[0]);
         });
-        std::thread setB([&] {
-            gate();
-            SetEvent(ev.h[1]);
-        });
+        gate();
+        SetEvent(ev.h[1]);
         waiter.join();
         setA.join();
-        setB.join();
         ASSERT_TRUE(result == WAIT_OBJECT_0 || result == WAIT_OBJECT_0 + 1) << result;
-        DWORD other = result == WAIT_OBJECT_0 ? 1 : 0;
+        const DWORD other = result == WAIT_OBJECT_0 ? 1 : 0;
         ASSERT_EQ(WaitForSingleObject(ev.h[other], 0), WAIT_OBJECT_0)
             << "round " << i << ": the signal of index " << other << " was lost";
         ASSERT_EQ(WaitForSingleObject(ev.h[1 - other], 0), WAIT_TIMEOUT) << "round " << i;
