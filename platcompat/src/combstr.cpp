@@ -1,6 +1,7 @@
 // CComBSTR: ownership of one BSTR and the operations built on it.
 #include "platcompat/atlbase.h"
 
+#include <cstdint>
 #include <cwchar>
 #include <memory>
 #include <new>
@@ -119,23 +120,32 @@ void CComBSTR::Attach(BSTR source) {
 }
 
 HRESULT CComBSTR::AppendChars(const OLECHAR* source, unsigned int length) {
-    const std::uint64_t total = std::uint64_t{Length()} + length;
+    const unsigned int old = Length();
+    const std::uint64_t total = std::uint64_t{old} + length;
     if (total > UINT32_MAX) {
         return E_OUTOFMEMORY;
     }
-    BSTR fresh = SysAllocStringLen(nullptr, static_cast<UINT>(total));
-    if (fresh == nullptr) {
+    if (m_str == nullptr) {
+        BSTR fresh = SysAllocStringLen(source, static_cast<UINT>(total));
+        if (fresh == nullptr) {
+            return E_OUTOFMEMORY;
+        }
+        m_str = fresh;
+        return S_OK;
+    }
+    // The block grows within its capacity (doubling it when needed), so
+    // repeated appends are amortised constant time. `source` may be our own
+    // string: its offset survives the reallocation.
+    const auto start = reinterpret_cast<std::uintptr_t>(m_str);
+    const auto at = reinterpret_cast<std::uintptr_t>(source);
+    const bool inside = source != nullptr && at >= start && at <= start + old * sizeof(OLECHAR);
+    const std::size_t offset = inside ? static_cast<std::size_t>(source - m_str) : 0;
+    if (!SysReAllocStringLen(&m_str, nullptr, static_cast<UINT>(total))) {
         return E_OUTOFMEMORY;
     }
-    const unsigned int old = Length();
-    if (old > 0) {
-        std::wmemcpy(fresh, m_str, old);
+    if (length > 0 && source != nullptr) {
+        std::wmemmove(m_str + old, inside ? m_str + offset : source, length);
     }
-    if (length > 0) {
-        std::wmemcpy(fresh + old, source, length); // before freeing: source may be m_str
-    }
-    SysFreeString(m_str);
-    m_str = fresh;
     return S_OK;
 }
 

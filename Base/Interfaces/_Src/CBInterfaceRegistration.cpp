@@ -2,6 +2,8 @@
 // CBInterfaceRegistration.h.
 #include "CBInterfaceRegistration.h"
 
+#include <mutex>
+
 #include "CInterfaceIdentificationData.h"
 #include "CObjectData.h"
 
@@ -76,15 +78,17 @@ STDMETHODIMP CBInterfaceRegistration::GetInterface(GUID const* pIid, IUnknown** 
         ThrowError("HResult was invalid", kSource, KX_SOURCE_TIMESTAMP, 63, this, nullptr, nullptr,
                    "", hr);
     }
-    CInterfaceIdentificationData found;
-    if (!GetInterfaceList()->GetData(pIid, &found)) {
+    // Found and referenced in one locked step, without copying the record.
+    CInterfaceList& list = *GetInterfaceList();
+    std::lock_guard<CCritSection> guard(list);
+    CInterfaceList::iterator it = list.FindIndex(pIid);
+    if (it == list.End()) {
         return S_FALSE;
     }
-    // `found` gives its reference back when it goes; the caller gets its own.
-    if (found.pIUnknown != nullptr) {
-        found.pIUnknown->AddRef();
+    if (it->pIUnknown != nullptr) {
+        it->pIUnknown->AddRef();
     }
-    *ppUnknown = found.pIUnknown;
+    *ppUnknown = it->pIUnknown;
     return S_OK;
 }
 

@@ -1,7 +1,10 @@
 // The base implementation of the object registry; see CBObjectRegistration.h.
 #include "CBObjectRegistration.h"
 
+#include <mutex>
+
 #include "CSmartObjectIdentificationData.h"
+#include "KxObjectListIndex.h"
 
 namespace KxTamarind {
 
@@ -67,9 +70,10 @@ STDMETHODIMP CBObjectRegistration::GetObject(GUID* pObjectGuid, long instanceNum
     }
     // Existence and pointer in one locked step (and one walk), so a
     // concurrent removal cannot turn a found record into a null result.
-    CCritSectionLocker locker(*m_pObjectList);
-    CObjectList::iterator it = m_pObjectList->FindIndex(*pObjectGuid, instanceNumber);
-    if (!m_pObjectList->IsValid(it)) {
+    std::lock_guard<CCritSection> guard(*m_pObjectList);
+    CObjectList::iterator it =
+        CObjectListIndex::Of(*m_pObjectList).FindKey(*pObjectGuid, instanceNumber);
+    if (it == m_pObjectList->End()) {
         return S_FALSE;
     }
     if (it->pIUnknown != nullptr) {
@@ -106,7 +110,7 @@ STDMETHODIMP CBObjectRegistration::GetObjectCount(long* pCount) {
     if (pCount == nullptr) {
         return E_POINTER;
     }
-    *pCount = m_pObjectList->GetCount();
+    *pCount = CObjectListIndex::CountOf(*m_pObjectList);
     return S_OK;
 }
 

@@ -4,10 +4,16 @@
 // just before it hold the string's length in BYTES as an unsigned 32-bit value
 // (characters x 4, since a wchar_t is 4 bytes here); callers may read it
 // there. The characters are always followed by a NUL wchar_t that the length
-// does not count. The block is malloc'd as [4-byte length][characters][NUL],
-// so the string stays 4-byte aligned on 32- and 64-bit hosts. Sizes are
-// checked for overflow: a length whose byte count does not fit in 32 bits, or
-// whose block does not fit in memory, yields NULL.
+// does not count. A block may have room for more characters than its length
+// (a capacity the layer keeps to itself, never visible in the lengths): a
+// string grown with SysReAllocStringLen(NULL source) reallocates only when
+// that room runs out, and then doubles it, so growing a string by repeated
+// appends costs amortised constant time per character. The string stays
+// 8-byte aligned on 32- and 64-bit hosts. Sizes are checked for overflow: a
+// length whose byte count does not fit in 32 bits, or whose block does not
+// fit in memory, yields NULL. Small strings are recycled through a
+// per-thread cache (at most 64 KB per thread, given back when the thread
+// ends); a BSTR may be freed on any thread.
 //
 // Ownership: every BSTR returned here belongs to the caller, who frees it
 // with SysFreeString. The functions are thread-safe; one BSTR must not be

@@ -16,6 +16,11 @@
 // Release may raise errors.
 // The list must outlive its enumerators; it does not notify them when it is
 // destroyed.
+//
+// An index beside the list (a hash of the Iids to the first record in list
+// order, and a balanced tree of the list order for positions) keeps
+// look-ups, registration, removal and positioned fetches independent of the
+// number of records. Records must not be changed in place.
 #pragma once
 
 #include <platcompat.h>
@@ -24,12 +29,15 @@
 
 #include <atomic>
 #include <list>
+#include <memory>
 
 #include "CCritSection.h"
 #include "CEnumList.h"
 #include "CInterfaceIdentificationData.h"
 
 namespace KxTamarind {
+
+class CInterfaceListIndex;
 
 class KXTAMARIND_API CInterfaceList : public CCritSection {
 public:
@@ -76,6 +84,8 @@ private:
     CEnumList m_Enumerations;
     records m_Records;
     std::atomic<long> m_lCount;
+    // Declared last: destroyed first, before the records it refers to.
+    std::unique_ptr<CInterfaceListIndex> m_pIndex;
 };
 
 } // namespace KxTamarind

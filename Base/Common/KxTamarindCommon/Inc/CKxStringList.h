@@ -89,6 +89,9 @@ public:
     int IndexOf(const CKxString& value) const;
 
 private:
+    // Split reserves room for its pieces up front.
+    friend class CKxString;
+
     std::vector<CKxString*> m_elements;
 };
 

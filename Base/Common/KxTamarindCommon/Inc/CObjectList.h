@@ -30,6 +30,15 @@
 // Keys (ObjectGuid, InstanceNumber) are not unique: the list never refuses a
 // record and every look-up finds the first match in list order. An
 // InstanceNumber of -1 in a look-up matches any instance.
+//
+// An index beside the list keeps the key look-ups, insertion (also by sort
+// index), removal and long moves independent of the number of records:
+// a hash of the keys to the first match in list order, and a balanced tree
+// of the list order for positions. It costs one node per record and two
+// small table slots per distinct key (together about 160 bytes per record
+// on 64-bit hosts; bench_registry's BM_RegistryMemory measures it). Records
+// must not be changed in place (through iterators) while they are in the
+// list. The look-ups by name, by sort index and by pointer still walk it.
 #pragma once
 
 #include <platcompat.h>
@@ -38,12 +47,15 @@
 
 #include <atomic>
 #include <list>
+#include <memory>
 
 #include "CCritSection.h"
 #include "CEnumList.h"
 #include "CObjectIdentificationData.h"
 
 namespace KxTamarind {
+
+class CObjectListIndex;
 
 class KXTAMARIND_API CObjectList : public CCritSection {
 public:
@@ -164,6 +176,8 @@ public:
                                                       IUnknown*** array);
 
 private:
+    friend class CObjectListIndex;
+
     long CountSelected(const GUID* filter) const;
     static bool IsSelected(const CObjectIdentificationData& record, const GUID* filter);
     // The shared body of the two bulk copies: `copy(record, slot)` fills one
@@ -178,6 +192,8 @@ private:
     std::atomic<long> m_lCount;
     std::atomic<unsigned long> m_ulRemovals;
     CEnumList m_Enumerations;
+    // Declared last: destroyed first, before the records it refers to.
+    std::unique_ptr<CObjectListIndex> m_pIndex;
 };
 
 } // namespace KxTamarind

@@ -1,11 +1,21 @@
 // The store behind an interface registry; see CInterfaceList.h.
 #include "CInterfaceList.h"
 
+#include <mutex>
+
+#include "KxRecordIndex.h"
+#include "KxRegistryKeys.h"
 #include "KxRingPosition.h"
 
 namespace KxTamarind {
 
-CInterfaceList::CInterfaceList() : m_lCount(0) {}
+class CInterfaceListIndex
+    : public KxIndex::RecordIndex<CInterfaceList::records, KxIndex::InterfaceKeys> {
+public:
+    using RecordIndex::RecordIndex;
+};
+
+CInterfaceList::CInterfaceList() : m_lCount(0), m_pIndex(new CInterfaceListIndex(m_Records)) {}
 
 CInterfaceList::~CInterfaceList() = default;
 
@@ -16,9 +26,13 @@ HRESULT CInterfaceList::Add(IUnknown* unknown, const wchar_t* name, const GUID* 
     // The record and its node are made before the lock is taken.
     records node;
     node.emplace_back(unknown, *iid, name);
+    CInterfaceListIndex::NodePtr indexNode = CInterfaceListIndex::NewNode();
     {
-        CCritSectionLocker locker(*this);
+        std::lock_guard<CCritSection> guard(*this);
+        m_pIndex->Reserve();
+        const iterator added = node.begin();
         m_Records.splice(m_Records.end(), node);
+        m_pIndex->Insert(std::move(indexNode), added, nullptr);
         m_lCount.fetch_add(1, std::memory_order_relaxed);
     }
     m_Enumerations.SetInvalid();
@@ -33,21 +47,19 @@ CInterfaceList::iterator CInterfaceList::FindIndex(const GUID* iid) {
     if (iid == nullptr) {
         return m_Records.end();
     }
-    for (iterator it = m_Records.begin(); it != m_Records.end(); ++it) {
-        if (IsEqualGUID(it->Iid, *iid)) {
-            return it;
-        }
-    }
-    return m_Records.end();
+    return m_pIndex->Find(0, KxIndex::HashGuid(*iid),
+                          [iid](const CInterfaceIdentificationData& record) {
+                              return IsEqualGUID(record.Iid, *iid);
+                          });
 }
 
 bool CInterfaceList::CheckExistance(const GUID* iid) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     return FindIndex(iid) != m_Records.end();
 }
 
 bool CInterfaceList::GetData(const GUID* iid, CInterfaceIdentificationData* out) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(iid);
     if (out == nullptr) {
         return it != m_Records.end();
@@ -61,7 +73,7 @@ bool CInterfaceList::GetData(const GUID* iid, CInterfaceIdentificationData* out)
 }
 
 IUnknown* CInterfaceList::GetIUnknown(const GUID* iid) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(iid);
     if (it == m_Records.end() || it->pIUnknown == nullptr) {
         return nullptr;
@@ -71,11 +83,12 @@ IUnknown* CInterfaceList::GetIUnknown(const GUID* iid) {
 }
 
 bool CInterfaceList::Remove(const GUID* iid) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(iid);
     if (it == m_Records.end()) {
         return false;
     }
+    m_pIndex->Erase(it);
     m_Records.erase(it);
     m_lCount.fetch_sub(1, std::memory_order_relaxed);
     m_Enumerations.SetInvalid();
@@ -83,8 +96,8 @@ bool CInterfaceList::Remove(const GUID* iid) {
 }
 
 bool CInterfaceList::GetPointedData(long n, CInterfaceIdentificationData* out) {
-    CCritSectionLocker locker(*this);
-    iterator it = KxRing::Step(m_Records, m_Records.begin(), n);
+    std::lock_guard<CCritSection> guard(*this);
+    iterator it = m_pIndex->Step(m_Records.begin(), n);
     if (out == nullptr) {
         return it != m_Records.end();
     }

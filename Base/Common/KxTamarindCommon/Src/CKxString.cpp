@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdarg>
+#include <cstdint>
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
@@ -101,6 +102,46 @@ BSTR AllocChars(const wchar_t* text, long long count) {
     return SysAllocStringLen(text, static_cast<UINT>(count));
 }
 
+// Appends `count` characters of `text` (zeroed characters for a null
+// `text`; a negative count appends nothing) to `bstr`; a null `bstr` becomes
+// a new string. S_OK, or E_OUTOFMEMORY with `bstr` unchanged. File-local, so
+// that every append form reaches it without a call through the library's
+// symbol table.
+HRESULT AppendTo(BSTR& bstr, const wchar_t* text, long long count) {
+    if (count < 0) {
+        count = 0;
+    }
+    const long long oldLength = CharCount(bstr);
+    if (oldLength + count > kMaxChars) {
+        return E_OUTOFMEMORY;
+    }
+    if (bstr == nullptr) {
+        BSTR result = SysAllocStringLen(text, static_cast<UINT>(count));
+        if (result == nullptr) {
+            return E_OUTOFMEMORY;
+        }
+        bstr = result;
+        return S_OK;
+    }
+    // The platform grows the block within its hidden capacity, or by half
+    // again beyond it, so repeated appends copy each character a bounded
+    // number of times. `text` may lie in the string itself: its offset
+    // survives the reallocation. On failure the string keeps its value.
+    const auto start = reinterpret_cast<std::uintptr_t>(bstr);
+    const auto at = reinterpret_cast<std::uintptr_t>(text);
+    const bool inside = text != nullptr && at >= start &&
+                        at <= start + static_cast<std::uintptr_t>(oldLength) * sizeof(wchar_t);
+    const std::size_t offset = inside ? static_cast<std::size_t>(text - bstr) : 0;
+    if (!SysReAllocStringLen(&bstr, nullptr, static_cast<UINT>(oldLength + count))) {
+        return E_OUTOFMEMORY;
+    }
+    if (text != nullptr && count > 0) {
+        const wchar_t* from = inside ? bstr + offset : text;
+        std::memmove(bstr + oldLength, from, static_cast<std::size_t>(count) * sizeof(wchar_t));
+    }
+    return S_OK;
+}
+
 } // namespace
 
 // --- Construction and assignment ---------------------------------------------
@@ -175,7 +216,7 @@ CKxString& CKxString::operator=(char c) {
 }
 
 int CKxString::Length() const {
-    return static_cast<int>(SysStringLen(m_bstr));
+    return static_cast<int>(CharCount(m_bstr));
 }
 
 // --- Conversions out ---------------------------------------------------------
@@ -250,43 +291,11 @@ bool CKxString::SetAt(int index, char c) {
 // --- Appending ---------------------------------------------------------------
 
 HRESULT CKxString::AppendChars(const wchar_t* text, long long count) {
-    if (count < 0) {
-        count = 0;
-    }
-    const long long oldLength = Length();
-    if (oldLength + count > kMaxChars) {
-        return E_OUTOFMEMORY;
-    }
-    const bool aliases =
-        text != nullptr && m_bstr != nullptr && text >= m_bstr && text <= m_bstr + oldLength;
-    if (m_bstr != nullptr && !aliases) {
-        // Grow the string's own block (in place where the heap allows); on
-        // failure the string keeps its value.
-        if (!SysReAllocStringLen(&m_bstr, nullptr, static_cast<UINT>(oldLength + count))) {
-            return E_OUTOFMEMORY;
-        }
-        if (text != nullptr && count > 0) {
-            std::memcpy(m_bstr + oldLength, text,
-                        static_cast<std::size_t>(count) * sizeof(wchar_t));
-        }
-        return S_OK;
-    }
-    BSTR result = SysAllocStringLen(nullptr, static_cast<UINT>(oldLength + count));
-    if (result == nullptr) {
-        return E_OUTOFMEMORY;
-    }
-    if (oldLength > 0) {
-        std::memcpy(result, m_bstr, static_cast<std::size_t>(oldLength) * sizeof(wchar_t));
-    }
-    if (text != nullptr && count > 0) {
-        std::memcpy(result + oldLength, text, static_cast<std::size_t>(count) * sizeof(wchar_t));
-    }
-    Reset(result);
-    return S_OK;
+    return AppendTo(m_bstr, text, count);
 }
 
 HRESULT CKxString::Append(const CKxString& text) {
-    return AppendChars(text.m_bstr, text.Length());
+    return AppendTo(m_bstr, text.m_bstr, CharCount(text.m_bstr));
 }
 
 HRESULT CKxString::Append(const CComBSTR& text) {
@@ -294,18 +303,18 @@ HRESULT CKxString::Append(const CComBSTR& text) {
 }
 
 HRESULT CKxString::Append(const wchar_t* text) {
-    return AppendChars(text, text ? static_cast<long long>(std::wcslen(text)) : 0);
+    return AppendTo(m_bstr, text, text ? static_cast<long long>(std::wcslen(text)) : 0);
 }
 
 HRESULT CKxString::AppendBSTR(BSTR text) {
-    return AppendChars(text, SysStringLen(text));
+    return AppendTo(m_bstr, text, CharCount(text));
 }
 
 HRESULT CKxString::Append(const wchar_t* text, int count) {
     if (count < 0) {
         return E_INVALIDARG;
     }
-    return AppendChars(text, text ? count : 0);
+    return AppendTo(m_bstr, text, text ? count : 0);
 }
 
 HRESULT CKxString::Append(const char* text) {
@@ -319,11 +328,11 @@ HRESULT CKxString::Append(const char* text) {
 HRESULT CKxString::Append(char c) {
     // The character's code is the count (sign-extended: a byte above 0x7F
     // is negative and appends nothing).
-    return AppendChars(nullptr, static_cast<long long>(c));
+    return AppendTo(m_bstr, nullptr, static_cast<long long>(c));
 }
 
 HRESULT CKxString::Append(wchar_t c) {
-    return AppendChars(nullptr, static_cast<long long>(c));
+    return AppendTo(m_bstr, nullptr, static_cast<long long>(c));
 }
 
 HRESULT CKxString::AppendBytes(const char* bytes, int count) {
@@ -355,7 +364,7 @@ HRESULT CKxString::AppendBytes(const char* bytes, int count) {
 }
 
 CKxString& CKxString::operator+=(const CKxString& text) {
-    Append(text);
+    AppendTo(m_bstr, text.m_bstr, CharCount(text.m_bstr));
     return *this;
 }
 
@@ -365,7 +374,7 @@ CKxString& CKxString::operator+=(const CComBSTR& text) {
 }
 
 CKxString& CKxString::operator+=(const wchar_t* text) {
-    Append(text);
+    AppendTo(m_bstr, text, text ? static_cast<long long>(std::wcslen(text)) : 0);
     return *this;
 }
 
@@ -380,7 +389,7 @@ CKxString& CKxString::operator+=(const std::string& text) {
 }
 
 CKxString& CKxString::operator+=(const std::wstring& text) {
-    AppendChars(text.data(), static_cast<long long>(text.size()));
+    AppendTo(m_bstr, text.data(), static_cast<long long>(text.size()));
     return *this;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -91,12 +92,19 @@ int CKxString::Split(CKxStringList& list, const CKxString& separator, bool keepE
         list.AppendDataByCopy(*this);
         return length;
     }
+    // Room for every piece first (at most one more than the separators),
+    // then each piece is allocated once, straight into its list element.
+    std::size_t pieces = 1;
+    for (int i = 0; i < length; ++i) {
+        pieces += LowByte(m_bstr[i]) == sep;
+    }
+    list.m_elements.reserve(list.m_elements.size() + pieces);
     ForEachPiece(m_bstr, length, sep, keepEmpty, [&](int pos, int count) {
+        std::unique_ptr<CKxString> element(new CKxString()); // an empty piece stays null
         if (count > 0) {
-            list.AppendDataByCopy(Substr(pos, count));
-        } else {
-            list.AppendData(); // an empty piece is a null string
+            element->m_bstr = SysAllocStringLen(m_bstr + pos, static_cast<UINT>(count));
         }
+        list.m_elements.push_back(element.release()); // reserved: cannot throw
     });
     return length;
 }

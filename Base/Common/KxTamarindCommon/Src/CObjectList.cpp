@@ -2,17 +2,13 @@
 #include "CObjectList.h"
 
 #include <cwchar>
+#include <mutex>
 
-#include "KxRingPosition.h"
+#include "KxObjectListIndex.h"
 
 namespace KxTamarind {
 
 namespace {
-bool KeyMatches(const CObjectIdentificationData& record, const GUID& objectGuid, long instance) {
-    return IsEqualGUID(record.ObjectGuid, objectGuid) &&
-           (instance == -1 || record.InstanceNumber == instance);
-}
-
 void ResetOut(CObjectIdentificationData* out) {
     if (out != nullptr) {
         out->Clear();
@@ -20,7 +16,8 @@ void ResetOut(CObjectIdentificationData* out) {
 }
 } // namespace
 
-CObjectList::CObjectList() : m_lCount(0), m_ulRemovals(0) {}
+CObjectList::CObjectList()
+    : m_lCount(0), m_ulRemovals(0), m_pIndex(new CObjectListIndex(m_Records)) {}
 
 CObjectList::~CObjectList() = default;
 
@@ -42,15 +39,15 @@ bool CObjectList::IsValid(const iterator& it) const {
 }
 
 bool CObjectList::Skip(long n, iterator from, iterator& to) {
-    CCritSectionLocker locker(*this);
-    to = KxRing::Step(m_Records, from, n);
+    std::lock_guard<CCritSection> guard(*this);
+    to = m_pIndex->Step(from, n);
     return to != m_Records.end();
 }
 
 bool CObjectList::GetPointedData(long n, CObjectIdentificationData* out) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     ResetOut(out);
-    iterator it = KxRing::Step(m_Records, m_Records.begin(), n);
+    iterator it = m_pIndex->Step(m_Records.begin(), n);
     if (out == nullptr || it == m_Records.end()) {
         return false;
     }
@@ -59,7 +56,7 @@ bool CObjectList::GetPointedData(long n, CObjectIdentificationData* out) {
 }
 
 bool CObjectList::GetPointedData(iterator it, CObjectIdentificationData* out) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     ResetOut(out);
     if (out == nullptr || it == m_Records.end()) {
         return false;
@@ -69,35 +66,34 @@ bool CObjectList::GetPointedData(iterator it, CObjectIdentificationData* out) {
 }
 
 void CObjectList::Add(const ObjectIdentificationData& data) {
-    // The copy and its node are made before the lock is taken, so the lock
-    // is held only for linking the node in.
+    // The copy and its nodes are made before the lock is taken, so the lock
+    // is held only for linking them in.
     records node;
     node.emplace_back(data);
+    CObjectListIndex::NodePtr indexNode = CObjectListIndex::NewNode();
     {
-        CCritSectionLocker locker(*this);
+        std::lock_guard<CCritSection> guard(*this);
+        m_pIndex->Reserve();
+        CObjectListIndex::Node* before = nullptr;
         iterator position = m_Records.end();
         if (data.SortIndex != -2) {
-            position = FindIndexForInsert(data.SortIndex);
+            before = m_pIndex->InsertionNode(data.SortIndex);
+            position = m_pIndex->IteratorOf(before);
         }
+        const iterator added = node.begin();
         m_Records.splice(position, node);
+        m_pIndex->Insert(std::move(indexNode), added, before);
         m_lCount.fetch_add(1, std::memory_order_relaxed);
     }
     m_Enumerations.SetInvalid();
 }
 
 CObjectList::iterator CObjectList::FindIndexForInsert(long sortIndex) {
-    iterator it = m_Records.begin();
-    if (it == m_Records.end() || sortIndex < it->SortIndex) {
-        return it;
-    }
-    for (iterator next = std::next(it); next != m_Records.end() && next->SortIndex <= sortIndex;
-         ++next) {
-        it = next;
-    }
-    return it;
+    return m_pIndex->IteratorOf(m_pIndex->InsertionNode(sortIndex));
 }
 
 void CObjectList::EraseLocked(iterator it) {
+    m_pIndex->Erase(it);
     m_Records.erase(it);
     m_lCount.fetch_sub(1, std::memory_order_relaxed);
     m_ulRemovals.fetch_add(1, std::memory_order_relaxed);
@@ -107,21 +103,16 @@ void CObjectList::EraseLocked(iterator it) {
 // ---- by key ----
 
 CObjectList::iterator CObjectList::FindIndex(const GUID& objectGuid, long instance) {
-    for (iterator it = m_Records.begin(); it != m_Records.end(); ++it) {
-        if (KeyMatches(*it, objectGuid, instance)) {
-            return it;
-        }
-    }
-    return m_Records.end();
+    return m_pIndex->FindKey(objectGuid, instance);
 }
 
 bool CObjectList::CheckExistance(const GUID& objectGuid, long instance) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     return FindIndex(objectGuid, instance) != m_Records.end();
 }
 
 bool CObjectList::GetData(const GUID& objectGuid, long instance, CObjectIdentificationData* out) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     ResetOut(out);
     iterator it = FindIndex(objectGuid, instance);
     if (it == m_Records.end()) {
@@ -134,7 +125,7 @@ bool CObjectList::GetData(const GUID& objectGuid, long instance, CObjectIdentifi
 }
 
 IUnknown* CObjectList::GetIUnknown(const GUID& objectGuid, long instance) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(objectGuid, instance);
     if (it == m_Records.end() || it->pIUnknown == nullptr) {
         return nullptr;
@@ -144,7 +135,7 @@ IUnknown* CObjectList::GetIUnknown(const GUID& objectGuid, long instance) {
 }
 
 bool CObjectList::Remove(const GUID& objectGuid, long instance) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(objectGuid, instance);
     if (it == m_Records.end()) {
         return false;
@@ -168,7 +159,7 @@ CObjectList::iterator CObjectList::FindIndex(const wchar_t* name) {
 }
 
 bool CObjectList::GetData(const wchar_t* name, CObjectIdentificationData* out) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     ResetOut(out);
     iterator it = FindIndex(name);
     if (it == m_Records.end()) {
@@ -181,7 +172,7 @@ bool CObjectList::GetData(const wchar_t* name, CObjectIdentificationData* out) {
 }
 
 IUnknown* CObjectList::GetIUnknown(const wchar_t* name) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(name);
     if (it == m_Records.end() || it->pIUnknown == nullptr) {
         return nullptr;
@@ -191,7 +182,7 @@ IUnknown* CObjectList::GetIUnknown(const wchar_t* name) {
 }
 
 bool CObjectList::Remove(const wchar_t* name) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(name);
     if (it == m_Records.end()) {
         return false;
@@ -201,7 +192,7 @@ bool CObjectList::Remove(const wchar_t* name) {
 }
 
 bool CObjectList::GetGuid(const wchar_t* name, GUID* objectGuid, long* instance) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(name);
     if (it == m_Records.end()) {
         return false;
@@ -227,7 +218,7 @@ CObjectList::iterator CObjectList::FindIndex(long sortIndex) {
 }
 
 bool CObjectList::GetData(long sortIndex, CObjectIdentificationData* out) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     ResetOut(out);
     iterator it = FindIndex(sortIndex);
     if (it == m_Records.end()) {
@@ -240,7 +231,7 @@ bool CObjectList::GetData(long sortIndex, CObjectIdentificationData* out) {
 }
 
 IUnknown* CObjectList::GetIUnknown(long sortIndex) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(sortIndex);
     if (it == m_Records.end() || it->pIUnknown == nullptr) {
         return nullptr;
@@ -250,7 +241,7 @@ IUnknown* CObjectList::GetIUnknown(long sortIndex) {
 }
 
 bool CObjectList::Remove(long sortIndex) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(sortIndex);
     if (it == m_Records.end()) {
         return false;
@@ -271,7 +262,7 @@ CObjectList::iterator CObjectList::FindIndex(IUnknown* unknown) {
 }
 
 bool CObjectList::Remove(IUnknown* unknown) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     iterator it = FindIndex(unknown);
     if (it == m_Records.end()) {
         return false;
@@ -309,7 +300,7 @@ long CObjectList::CountSelected(const GUID* filter) const {
 
 template <class Element, class Copy>
 HRESULT CObjectList::CopyFiltered(const GUID* filter, long* count, Element** array, Copy copy) {
-    CCritSectionLocker locker(*this);
+    std::lock_guard<CCritSection> guard(*this);
     if (count != nullptr) {
         *count = 0;
     }
