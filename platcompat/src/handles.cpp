@@ -36,8 +36,12 @@ struct Slot {
     std::atomic<HandleObject*> object{nullptr};
 };
 
+// The segments, zero before any handle exists: constant-initialised, so a
+// look-up needs no initialisation check, and trivially destructible, so they
+// outlive every handle used at exit.
+std::atomic<Slot*> g_segments[kSegmentCount];
+
 struct Table {
-    std::atomic<Slot*> segments[kSegmentCount] = {};
     std::mutex lock; // guards the fields below; creation and freeing are rare
     std::deque<std::uint32_t> freeSlots;
     std::uint32_t nextUnused = 0;
@@ -49,7 +53,7 @@ Table& table() {
 }
 
 Slot* slotAt(std::uint32_t index) {
-    Slot* seg = table().segments[index >> kSegmentBits].load(std::memory_order_acquire);
+    Slot* seg = g_segments[index >> kSegmentBits].load(std::memory_order_acquire);
     return seg ? &seg[index & (kSegmentSize - 1)] : nullptr;
 }
 
@@ -121,14 +125,14 @@ HANDLE HandleCreate(HandleObject* object) {
         // handle value is not handed out again soon.
         if (t.nextUnused < kSegmentCount * kSegmentSize && t.freeSlots.size() < 64) {
             index = t.nextUnused;
-            Slot* seg = t.segments[index >> kSegmentBits].load(std::memory_order_relaxed);
+            Slot* seg = g_segments[index >> kSegmentBits].load(std::memory_order_relaxed);
             if (!seg) {
                 seg = new (std::nothrow) Slot[kSegmentSize];
                 if (!seg) {
                     object->Release();
                     return nullptr;
                 }
-                t.segments[index >> kSegmentBits].store(seg, std::memory_order_release);
+                g_segments[index >> kSegmentBits].store(seg, std::memory_order_release);
             }
             ++t.nextUnused;
         } else if (!t.freeSlots.empty()) {

@@ -2,20 +2,25 @@
 #include "waitable.h"
 
 #include <chrono>
+#include <mutex>
 #include <new>
 #include <thread>
 #include <vector>
 
 #include <sched.h>
+#include <time.h>
 #include <unistd.h>
+
+#include "park.h"
 
 #include "platcompat/synch.h"
 
 namespace platcompat_detail {
 namespace {
 
-constexpr int kOpen = -1;
-constexpr int kTimedOut = -2;
+constexpr int kOpen = WaiterRecord::kOpen;
+constexpr int kTimedOut = WaiterRecord::kTimedOut;
+constexpr int kSleeping = WaiterRecord::kSleeping;
 
 struct RecordPool {
     std::mutex lock;
@@ -62,18 +67,55 @@ WaiterRecord* threadRecord() {
     return t_record.record;
 }
 
-void wake(WaiterRecord* record) {
-    // Taking the record's mutex orders this wake-up after the waiter's check
-    // of satisfiedBy, so the notify cannot fall between check and sleep.
-    record->mutex.lock();
-    record->mutex.unlock();
-    record->cv.notify_one();
+enum class Claim { Lost, Won, WonSleeping };
+
+// Ends the open wait of `record` in favour of `index`. WonSleeping: the
+// waiting thread sleeps and must be woken (after any lock is released).
+Claim claim(WaiterRecord* record, int index) {
+    int state = record->state.load(std::memory_order_relaxed);
+    while (state == kOpen || state == kSleeping) {
+        if (record->state.compare_exchange_weak(state, index, std::memory_order_acq_rel,
+                                                std::memory_order_relaxed))
+            return state == kSleeping ? Claim::WonSleeping : Claim::Won;
+    }
+    return Claim::Lost;
 }
 
-bool claim(WaiterRecord* record, int index) {
-    int expected = kOpen;
-    return record->satisfiedBy.compare_exchange_strong(expected, index, std::memory_order_acq_rel,
-                                                       std::memory_order_acquire);
+void wake(WaiterRecord* record) {
+    ParkWake(record->state);
+}
+
+// The absolute monotonic time `milliseconds` from now.
+timespec deadlineAfter(DWORD milliseconds) {
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    t.tv_sec += static_cast<time_t>(milliseconds / 1000);
+    t.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000L;
+    if (t.tv_nsec >= 1000000000L) {
+        t.tv_nsec -= 1000000000L;
+        ++t.tv_sec;
+    }
+    return t;
+}
+
+// Sleeps until the open wait of `record` ends; returns how it ended (the
+// winning index, or kTimedOut once the deadline has passed).
+int sleepUntilEnded(WaiterRecord* record, const timespec* deadline) {
+    int state = kOpen;
+    if (!record->state.compare_exchange_strong(state, kSleeping, std::memory_order_acq_rel,
+                                               std::memory_order_acquire))
+        return state; // ended before the thread could lie down
+    for (;;) {
+        const bool inTime = ParkWait(record->state, kSleeping, deadline);
+        state = record->state.load(std::memory_order_acquire);
+        if (state != kSleeping)
+            return state;
+        if (!inTime && record->state.compare_exchange_strong(
+                           state, kTimedOut, std::memory_order_acq_rel, std::memory_order_acquire))
+            return kTimedOut;
+        if (state != kSleeping)
+            return state; // a signal won the race with the timeout
+    }
 }
 
 } // namespace
@@ -104,20 +146,23 @@ void Waitable::unlink(WaitNode* node) {
 unsigned Waitable::signalLocked(bool pulse, WaiterRecord** wakeList, unsigned capacity) {
     unsigned woken = 0;
     bool handedOver = false;
-    for (WaitNode* node = m_head; node;) {
-        WaitNode* next = node->next;
-        if (!m_manual && handedOver)
-            break;
-        // A wait that is already over (another object, or timed out) leaves
-        // the list here; its owner sees `linked` false and skips it.
-        bool mine = claim(node->record, node->index);
+    for (WaitNode* node = m_head; node && (m_manual || !handedOver);) {
+        WaitNode* const next = node->next;
+        WaiterRecord* const record = node->record;
+        const int index = node->index;
+        // Every node met leaves the list; a wait that is already over (another
+        // object, or timed out) finds `linked` false and skips it. Unlinked
+        // before the claim: the owner of a wait this claim ends may return
+        // at once, without this lock, and reuse the node's memory.
         unlink(node);
-        if (mine) {
+        const Claim result = claim(record, index);
+        if (result != Claim::Lost)
             handedOver = true;
+        if (result == Claim::WonSleeping) {
             if (woken < capacity)
-                wakeList[woken++] = node->record;
+                wakeList[woken++] = record;
             else
-                wake(node->record);
+                wake(record);
         }
         node = next;
     }
@@ -136,7 +181,7 @@ void Waitable::signal(bool pulse) {
     WaiterRecord* wakeList[16];
     unsigned n;
     {
-        std::lock_guard<std::mutex> guard(m_lock);
+        std::lock_guard<WordLock> guard(m_lock);
         n = signalLocked(pulse, wakeList, 16);
     }
     for (unsigned i = 0; i < n; ++i)
@@ -149,38 +194,38 @@ unsigned long WaitAny(Waitable* const* objects, unsigned count, DWORD millisecon
         return WAIT_OBJECT_0;
     if (milliseconds == 0 && count == 1)
         return WAIT_TIMEOUT;
-
+    const bool block = milliseconds != 0;
     const bool infinite = milliseconds == INFINITE;
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(infinite ? 0 : milliseconds);
+    timespec deadline{};
+    if (block && !infinite)
+        deadline = deadlineAfter(milliseconds);
 
     WaiterRecord* record = threadRecord();
     if (!record) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return WAIT_FAILED;
     }
-    record->satisfiedBy.store(kOpen, std::memory_order_relaxed);
+    // Only this thread opens its record's waits; the last one has ended.
+    record->state.store(kOpen, std::memory_order_relaxed);
 
     WaitNode nodes[MAXIMUM_WAIT_OBJECTS];
     unsigned linkedCount = 0;
-    const bool block = milliseconds != 0;
     for (unsigned i = 0; i < count; ++i) {
-        if (record->satisfiedBy.load(std::memory_order_acquire) != kOpen)
+        if (record->state.load(std::memory_order_acquire) != kOpen)
             break; // an object linked before was signalled meanwhile
         Waitable* obj = objects[i];
-        std::lock_guard<std::mutex> guard(obj->m_lock);
-        bool signalled;
-        if (obj->m_manual) {
-            signalled = obj->m_signalled.load(std::memory_order_acquire);
-        } else {
+        std::lock_guard<WordLock> guard(obj->m_lock);
+        bool signalled = obj->m_signalled.load(std::memory_order_acquire);
+        if (signalled && !obj->m_manual) {
             bool expected = true;
             signalled = obj->m_signalled.compare_exchange_strong(
                 expected, false, std::memory_order_acquire, std::memory_order_relaxed);
         }
         if (signalled) {
-            if (!claim(record, static_cast<int>(i)) && !obj->m_manual) {
+            if (claim(record, static_cast<int>(i)) == Claim::Lost && !obj->m_manual) {
                 // A lower index won meanwhile: put the signal back, handing
-                // it to another wait if one is open.
+                // it to another wait if one is open. (A thread woken here is
+                // woken under the lock; this race is rare.)
                 obj->signalLocked(false, nullptr, 0);
             }
             break;
@@ -193,26 +238,24 @@ unsigned long WaitAny(Waitable* const* objects, unsigned count, DWORD millisecon
         linkedCount = i + 1;
     }
 
-    if (block && record->satisfiedBy.load(std::memory_order_acquire) == kOpen) {
-        std::unique_lock<std::mutex> lock(record->mutex);
-        while (record->satisfiedBy.load(std::memory_order_acquire) == kOpen) {
-            if (infinite)
-                record->cv.wait(lock);
-            else if (record->cv.wait_until(lock, deadline) == std::cv_status::timeout)
-                break;
-        }
+    int result;
+    if (block) {
+        result = sleepUntilEnded(record, infinite ? nullptr : &deadline);
+    } else {
+        result = kOpen;
+        if (record->state.compare_exchange_strong(result, kTimedOut, std::memory_order_acq_rel,
+                                                  std::memory_order_acquire))
+            result = kTimedOut;
     }
-
-    int expected = kOpen;
-    int result = record->satisfiedBy.compare_exchange_strong(
-                     expected, kTimedOut, std::memory_order_acq_rel, std::memory_order_acquire)
-                     ? kTimedOut
-                     : expected;
 
     if (block) {
         for (unsigned i = 0; i < linkedCount; ++i) {
+            // The object whose signal ended the wait unlinked that node
+            // before its claim; the others may still hold theirs.
+            if (static_cast<int>(i) == result)
+                continue;
             Waitable* obj = objects[i];
-            std::lock_guard<std::mutex> guard(obj->m_lock);
+            std::lock_guard<WordLock> guard(obj->m_lock);
             if (nodes[i].linked)
                 obj->unlink(&nodes[i]);
         }
