@@ -18,9 +18,26 @@
 namespace platcompat_detail {
 namespace {
 
-constexpr int kOpen = WaiterRecord::kOpen;
-constexpr int kTimedOut = WaiterRecord::kTimedOut;
-constexpr int kSleeping = WaiterRecord::kSleeping;
+constexpr unsigned kStatusBits = WaiterRecord::kStatusBits;
+constexpr unsigned kOpen = WaiterRecord::kOpen;
+constexpr unsigned kSleeping = WaiterRecord::kSleeping;
+constexpr unsigned kTimedOut = WaiterRecord::kTimedOut;
+
+int pack(std::uint32_t epoch, unsigned status) {
+    return static_cast<int>((epoch << kStatusBits) | status);
+}
+unsigned statusOf(int word) {
+    return static_cast<unsigned>(word) & ((1u << kStatusBits) - 1);
+}
+std::uint32_t epochOf(int word) {
+    return static_cast<unsigned>(word) >> kStatusBits;
+}
+
+void detachAll(WaiterRecord* record) {
+    for (WaitNode& node : record->nodes)
+        if (node.object)
+            Detach(node);
+}
 
 struct RecordPool {
     std::mutex lock;
@@ -32,14 +49,17 @@ RecordPool& recordPool() {
     return *pool;
 }
 
-// The calling thread's record, returned to the pool when the thread exits.
+// The calling thread's record, returned to the pool, holding no object, when
+// the thread exits.
 struct RecordHolder {
     WaiterRecord* record = nullptr;
     ~RecordHolder() {
         if (record) {
+            detachAll(record);
             RecordPool& pool = recordPool();
             std::lock_guard<std::mutex> guard(pool.lock);
             pool.records.push_back(record);
+            record = nullptr; // a wait from a later destructor takes another
         }
     }
 };
@@ -67,18 +87,33 @@ WaiterRecord* threadRecord() {
     return t_record.record;
 }
 
+// Opens the record's next wait. When the epochs run out, every node is
+// detached first, so that no node can still be armed for a reused epoch.
+std::uint32_t openWait(WaiterRecord* record) {
+    if (++record->epoch == WaiterRecord::kEpochLimit) {
+        detachAll(record);
+        record->epoch = 1;
+    }
+    record->state.store(pack(record->epoch, kOpen), std::memory_order_release);
+    return record->epoch;
+}
+
 enum class Claim { Lost, Won, WonSleeping };
 
-// Ends the open wait of `record` in favour of `index`. WonSleeping: the
-// waiting thread sleeps and must be woken (after any lock is released).
-Claim claim(WaiterRecord* record, int index) {
-    int state = record->state.load(std::memory_order_relaxed);
-    while (state == kOpen || state == kSleeping) {
-        if (record->state.compare_exchange_weak(state, index, std::memory_order_acq_rel,
+// Ends the wait `epoch` of `record`, if it is still open, in favour of
+// `index`. WonSleeping: the waiting thread sleeps and must be woken (after
+// any lock is released).
+Claim claim(WaiterRecord* record, std::uint32_t epoch, int index) {
+    int word = record->state.load(std::memory_order_relaxed);
+    for (;;) {
+        const unsigned status = statusOf(word);
+        if (epochOf(word) != epoch || (status != kOpen && status != kSleeping))
+            return Claim::Lost;
+        if (record->state.compare_exchange_weak(word, pack(epoch, static_cast<unsigned>(index)),
+                                                std::memory_order_acq_rel,
                                                 std::memory_order_relaxed))
-            return state == kSleeping ? Claim::WonSleeping : Claim::Won;
+            return status == kSleeping ? Claim::WonSleeping : Claim::Won;
     }
-    return Claim::Lost;
 }
 
 void wake(WaiterRecord* record) {
@@ -98,27 +133,50 @@ timespec deadlineAfter(DWORD milliseconds) {
     return t;
 }
 
-// Sleeps until the open wait of `record` ends; returns how it ended (the
-// winning index, or kTimedOut once the deadline has passed).
-int sleepUntilEnded(WaiterRecord* record, const timespec* deadline) {
-    int state = kOpen;
-    if (!record->state.compare_exchange_strong(state, kSleeping, std::memory_order_acq_rel,
-                                               std::memory_order_acquire))
-        return state; // ended before the thread could lie down
+// Ends the wait `epoch` of `record` without an object unless it has ended;
+// returns its final status.
+unsigned endWait(WaiterRecord* record, std::uint32_t epoch, int word) {
     for (;;) {
-        const bool inTime = ParkWait(record->state, kSleeping, deadline);
-        state = record->state.load(std::memory_order_acquire);
-        if (state != kSleeping)
-            return state;
-        if (!inTime && record->state.compare_exchange_strong(
-                           state, kTimedOut, std::memory_order_acq_rel, std::memory_order_acquire))
+        const unsigned status = statusOf(word);
+        if (status != kOpen && status != kSleeping)
+            return status;
+        if (record->state.compare_exchange_weak(
+                word, pack(epoch, kTimedOut), std::memory_order_acq_rel, std::memory_order_acquire))
             return kTimedOut;
-        if (state != kSleeping)
-            return state; // a signal won the race with the timeout
+    }
+}
+
+// Sleeps until the wait `epoch` of `record` ends; returns how it ended (the
+// winning index, or kTimedOut once the deadline has passed).
+unsigned sleepUntilEnded(WaiterRecord* record, std::uint32_t epoch, const timespec* deadline) {
+    const int sleeping = pack(epoch, kSleeping);
+    int word = pack(epoch, kOpen);
+    if (!record->state.compare_exchange_strong(word, sleeping, std::memory_order_acq_rel,
+                                               std::memory_order_acquire))
+        return statusOf(word); // ended before the thread could lie down
+    for (;;) {
+        const bool inTime = ParkWait(record->state, sleeping, deadline);
+        word = record->state.load(std::memory_order_acquire);
+        if (word != sleeping)
+            return statusOf(word);
+        if (!inTime)
+            return endWait(record, epoch, word); // a signal may still win the race
     }
 }
 
 } // namespace
+
+void Detach(WaitNode& node) {
+    Waitable* object = node.object;
+    if (node.maybeLinked) {
+        std::lock_guard<WordLock> guard(object->m_lock);
+        if (node.linked)
+            object->unlink(&node);
+    }
+    node.object = nullptr;
+    node.maybeLinked = false;
+    object->Release();
+}
 
 void Waitable::link(WaitNode* node) {
     node->prev = m_tail;
@@ -148,21 +206,17 @@ unsigned Waitable::signalLocked(bool pulse, WaiterRecord** wakeList, unsigned ca
     bool handedOver = false;
     for (WaitNode* node = m_head; node && (m_manual || !handedOver);) {
         WaitNode* const next = node->next;
-        WaiterRecord* const record = node->record;
-        const int index = node->index;
-        // Every node met leaves the list; a wait that is already over (another
-        // object, or timed out) finds `linked` false and skips it. Unlinked
-        // before the claim: the owner of a wait this claim ends may return
-        // at once, without this lock, and reuse the node's memory.
+        // Every node met leaves the list: the wait it was armed for is over
+        // now, and its thread links it again when it waits here again.
         unlink(node);
-        const Claim result = claim(record, index);
+        const Claim result = claim(node->record, node->epoch, node->index);
         if (result != Claim::Lost)
             handedOver = true;
         if (result == Claim::WonSleeping) {
             if (woken < capacity)
-                wakeList[woken++] = record;
+                wakeList[woken++] = node->record;
             else
-                wake(record);
+                wake(node->record);
         }
         node = next;
     }
@@ -174,8 +228,8 @@ unsigned Waitable::signalLocked(bool pulse, WaiterRecord** wakeList, unsigned ca
 }
 
 void Waitable::signal(bool pulse) {
-    // A signalled object has no open wait in its list (see m_signalled), so
-    // setting it again changes nothing.
+    // A signalled object has no node armed for an open wait (see
+    // m_signalled), so setting it again changes nothing.
     if (!pulse && m_signalled.load(std::memory_order_acquire))
         return;
     WaiterRecord* wakeList[16];
@@ -205,15 +259,24 @@ unsigned long WaitAny(Waitable* const* objects, unsigned count, DWORD millisecon
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return WAIT_FAILED;
     }
-    // Only this thread opens its record's waits; the last one has ended.
-    record->state.store(kOpen, std::memory_order_relaxed);
+    const std::uint32_t epoch = openWait(record);
 
-    WaitNode nodes[MAXIMUM_WAIT_OBJECTS];
-    unsigned linkedCount = 0;
+    // In index order: an object is checked, and its node armed, under the
+    // object's lock, so a signal either is seen here or finds the node.
+    unsigned attached = 0;
+    bool ownClaim = false;
     for (unsigned i = 0; i < count; ++i) {
-        if (record->state.load(std::memory_order_acquire) != kOpen)
-            break; // an object linked before was signalled meanwhile
+        if (statusOf(record->state.load(std::memory_order_acquire)) != kOpen)
+            break; // an object armed before was signalled meanwhile
         Waitable* obj = objects[i];
+        WaitNode& node = record->nodes[i];
+        if (block && node.object != obj) {
+            if (node.object)
+                Detach(node);
+            obj->AddRef();
+            node.object = obj;
+        }
+        attached = i + 1;
         std::lock_guard<WordLock> guard(obj->m_lock);
         bool signalled = obj->m_signalled.load(std::memory_order_acquire);
         if (signalled && !obj->m_manual) {
@@ -222,7 +285,9 @@ unsigned long WaitAny(Waitable* const* objects, unsigned count, DWORD millisecon
                 expected, false, std::memory_order_acquire, std::memory_order_relaxed);
         }
         if (signalled) {
-            if (claim(record, static_cast<int>(i)) == Claim::Lost && !obj->m_manual) {
+            if (claim(record, epoch, static_cast<int>(i)) != Claim::Lost) {
+                ownClaim = true;
+            } else if (!obj->m_manual) {
                 // A lower index won meanwhile: put the signal back, handing
                 // it to another wait if one is open. (A thread woken here is
                 // woken under the lock; this race is rare.)
@@ -231,36 +296,28 @@ unsigned long WaitAny(Waitable* const* objects, unsigned count, DWORD millisecon
             break;
         }
         if (block) {
-            nodes[i].record = record;
-            nodes[i].index = static_cast<int>(i);
-            obj->link(&nodes[i]);
-        }
-        linkedCount = i + 1;
-    }
-
-    int result;
-    if (block) {
-        result = sleepUntilEnded(record, infinite ? nullptr : &deadline);
-    } else {
-        result = kOpen;
-        if (record->state.compare_exchange_strong(result, kTimedOut, std::memory_order_acq_rel,
-                                                  std::memory_order_acquire))
-            result = kTimedOut;
-    }
-
-    if (block) {
-        for (unsigned i = 0; i < linkedCount; ++i) {
-            // The object whose signal ended the wait unlinked that node
-            // before its claim; the others may still hold theirs.
-            if (static_cast<int>(i) == result)
-                continue;
-            Waitable* obj = objects[i];
-            std::lock_guard<WordLock> guard(obj->m_lock);
-            if (nodes[i].linked)
-                obj->unlink(&nodes[i]);
+            if (!node.linked)
+                obj->link(&node);
+            node.epoch = epoch;
+            node.maybeLinked = true;
         }
     }
-    return result == kTimedOut ? WAIT_TIMEOUT : WAIT_OBJECT_0 + static_cast<unsigned>(result);
+
+    unsigned result;
+    if (block)
+        result = sleepUntilEnded(record, epoch, infinite ? nullptr : &deadline);
+    else
+        result = endWait(record, epoch, record->state.load(std::memory_order_acquire));
+
+    if (block) {
+        // The setter that ended the wait took that node out of its list.
+        if (result < static_cast<unsigned>(MAXIMUM_WAIT_OBJECTS) && !ownClaim)
+            record->nodes[result].maybeLinked = false;
+        for (unsigned i = 0; i < attached; ++i)
+            if (record->nodes[i].object->kind() == HandleObject::Kind::Thread)
+                Detach(record->nodes[i]);
+    }
+    return result == kTimedOut ? WAIT_TIMEOUT : WAIT_OBJECT_0 + result;
 }
 
 } // namespace platcompat_detail
