@@ -1,5 +1,6 @@
 // Lock and wake-up costs of the platform layer against standard-library
-// baselines. The ping-pong benchmarks take one argument: 0 runs both threads
+// baselines and against a raw futex hand-off, the least a wake-up costs on
+// this system. The ping-pong benchmarks take one argument: 0 runs both threads
 // on the same processor (the meaningful comparison on small virtual
 // machines, where a cross-processor wake-up dominates), 1 puts the partner on
 // another processor.
@@ -11,8 +12,11 @@
 #include <thread>
 #include <vector>
 
+#include <linux/futex.h>
 #include <pthread.h>
 #include <sched.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "platcompat.h"
 
@@ -64,36 +68,91 @@ void BM_StdRecursiveMutex_LockUnlock(benchmark::State& state) {
 }
 BENCHMARK(BM_StdRecursiveMutex_LockUnlock);
 
-// Baseline: one round trip through a mutex, a condition variable and a turn.
+// The limit of a hand-off: one futex word per direction, set and woken by
+// one side, waited on and cleared by the other. Nothing portable does less.
+long Futex(std::atomic<int>* word, int op, int value) {
+    return syscall(SYS_futex, reinterpret_cast<int*>(word), op, value, nullptr, nullptr, 0);
+}
+
+void FutexPost(std::atomic<int>& word) {
+    word.store(1, std::memory_order_release);
+    Futex(&word, FUTEX_WAKE_PRIVATE, 1);
+}
+
+void FutexTake(std::atomic<int>& word) {
+    while (word.load(std::memory_order_acquire) == 0)
+        Futex(&word, FUTEX_WAIT_PRIVATE, 0);
+    word.store(0, std::memory_order_relaxed);
+}
+
+void BM_Futex_PingPong(benchmark::State& state) {
+    int partnerCpu;
+    if (!placeThreads(state, &partnerCpu))
+        return;
+    std::atomic<int> ping{0};
+    std::atomic<int> pong{0};
+    std::atomic<bool> stop{false};
+    std::thread partner([&] {
+        pinTo(partnerCpu);
+        for (;;) {
+            FutexTake(ping);
+            if (stop.load(std::memory_order_relaxed))
+                return;
+            FutexPost(pong);
+        }
+    });
+    for (auto _ : state) {
+        FutexPost(ping);
+        FutexTake(pong);
+    }
+    stop.store(true, std::memory_order_relaxed);
+    FutexPost(ping);
+    partner.join();
+    unpin();
+}
+BENCHMARK(BM_Futex_PingPong)->Arg(0)->Arg(1)->UseRealTime();
+
+// Baseline: a plain condition-variable ping-pong, one condition variable per
+// direction, notified after the mutex is released.
 void BM_CondVar_PingPong(benchmark::State& state) {
     int partnerCpu;
     if (!placeThreads(state, &partnerCpu))
         return;
     std::mutex m;
-    std::condition_variable cv;
-    int turn = 0; // 1: partner's turn, 2: answer, 3: stop
+    std::condition_variable toPartner;
+    std::condition_variable toMain;
+    bool ping = false;
+    bool pong = false;
+    bool stop = false;
     std::thread partner([&] {
         pinTo(partnerCpu);
-        std::unique_lock<std::mutex> lock(m);
         for (;;) {
-            cv.wait(lock, [&] { return turn == 1 || turn == 3; });
-            if (turn == 3)
-                return;
-            turn = 2;
-            cv.notify_all();
+            {
+                std::unique_lock<std::mutex> lock(m);
+                toPartner.wait(lock, [&] { return ping || stop; });
+                if (stop)
+                    return;
+                ping = false;
+                pong = true;
+            }
+            toMain.notify_one();
         }
     });
     for (auto _ : state) {
+        {
+            std::lock_guard<std::mutex> lock(m);
+            ping = true;
+        }
+        toPartner.notify_one();
         std::unique_lock<std::mutex> lock(m);
-        turn = 1;
-        cv.notify_all();
-        cv.wait(lock, [&] { return turn == 2; });
+        toMain.wait(lock, [&] { return pong; });
+        pong = false;
     }
     {
         std::lock_guard<std::mutex> lock(m);
-        turn = 3;
+        stop = true;
     }
-    cv.notify_all();
+    toPartner.notify_one();
     partner.join();
     unpin();
 }
@@ -181,4 +240,3 @@ void BM_Event_WaitSignalled(benchmark::State& state) {
 BENCHMARK(BM_Event_WaitSignalled);
 
 } // namespace
-

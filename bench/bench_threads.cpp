@@ -4,7 +4,8 @@
 //   consumer thread) with 1, 2, 4 and 8 senders, against a queue built from
 //   std::mutex, std::condition_variable and std::promise/std::future;
 // - a pool cycle (GetThread, Start, WaitRunFinished) against creating and
-//   joining a std::thread.
+//   joining a std::thread, and against the least such a cycle can cost: a
+//   waiting worker fed through a mutex and a condition variable.
 // The argument 0 pins every thread of the benchmark to processor 0 (the
 // meaningful comparison on small virtual machines, where a wake-up across
 // processors dominates); 1 leaves them unpinned.
@@ -201,6 +202,74 @@ void BM_ThreadPool_Cycle(benchmark::State& state) {
     Place(false);
 }
 BENCHMARK(BM_ThreadPool_Cycle)->Arg(0)->Arg(1)->UseRealTime();
+
+// The least a pool cycle can cost: one waiting worker thread, handed each
+// job through a mutex and a condition variable and answering through a
+// second one (notified after the mutex is released).
+struct CondVarWorker {
+    std::mutex lock;
+    std::condition_variable workReady;
+    std::condition_variable workDone;
+    void (*job)() = nullptr;
+    bool done = false;
+    bool stop = false;
+    std::thread worker;
+
+    explicit CondVarWorker(bool pinned) {
+        worker = std::thread([this, pinned] {
+            Place(pinned);
+            for (;;) {
+                void (*run)() = nullptr;
+                {
+                    std::unique_lock<std::mutex> guard(lock);
+                    workReady.wait(guard, [this] { return job != nullptr || stop; });
+                    if (stop) {
+                        return;
+                    }
+                    run = job;
+                    job = nullptr;
+                }
+                run();
+                {
+                    std::lock_guard<std::mutex> guard(lock);
+                    done = true;
+                }
+                workDone.notify_one();
+            }
+        });
+    }
+    ~CondVarWorker() {
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            stop = true;
+        }
+        workReady.notify_one();
+        worker.join();
+    }
+    void Cycle(void (*run)()) {
+        {
+            std::lock_guard<std::mutex> guard(lock);
+            job = run;
+        }
+        workReady.notify_one();
+        std::unique_lock<std::mutex> guard(lock);
+        workDone.wait(guard, [this] { return done; });
+        done = false;
+    }
+};
+
+void BM_CondVarWorker_Cycle(benchmark::State& state) {
+    bool pinned = state.range(0) == 0;
+    Place(pinned);
+    {
+        CondVarWorker worker(pinned);
+        for (auto _ : state) {
+            worker.Cycle([] { benchmark::ClobberMemory(); });
+        }
+    }
+    Place(false);
+}
+BENCHMARK(BM_CondVarWorker_Cycle)->Arg(0)->Arg(1)->UseRealTime();
 
 void BM_StdThread_CreateJoin(benchmark::State& state) {
     Place(state.range(0) == 0);

@@ -36,8 +36,12 @@ struct Slot {
     std::atomic<HandleObject*> object{nullptr};
 };
 
+// The segments, zero before any handle exists: constant-initialised, so a
+// look-up needs no initialisation check, and trivially destructible, so they
+// outlive every handle used at exit.
+std::atomic<Slot*> g_segments[kSegmentCount];
+
 struct Table {
-    std::atomic<Slot*> segments[kSegmentCount] = {};
     std::mutex lock; // guards the fields below; creation and freeing are rare
     std::deque<std::uint32_t> freeSlots;
     std::uint32_t nextUnused = 0;
@@ -49,7 +53,7 @@ Table& table() {
 }
 
 Slot* slotAt(std::uint32_t index) {
-    Slot* seg = table().segments[index >> kSegmentBits].load(std::memory_order_acquire);
+    Slot* seg = g_segments[index >> kSegmentBits].load(std::memory_order_acquire);
     return seg ? &seg[index & (kSegmentSize - 1)] : nullptr;
 }
 
@@ -121,14 +125,14 @@ HANDLE HandleCreate(HandleObject* object) {
         // handle value is not handed out again soon.
         if (t.nextUnused < kSegmentCount * kSegmentSize && t.freeSlots.size() < 64) {
             index = t.nextUnused;
-            Slot* seg = t.segments[index >> kSegmentBits].load(std::memory_order_relaxed);
+            Slot* seg = g_segments[index >> kSegmentBits].load(std::memory_order_relaxed);
             if (!seg) {
                 seg = new (std::nothrow) Slot[kSegmentSize];
                 if (!seg) {
                     object->Release();
                     return nullptr;
                 }
-                t.segments[index >> kSegmentBits].store(seg, std::memory_order_release);
+                g_segments[index >> kSegmentBits].store(seg, std::memory_order_release);
             }
             ++t.nextUnused;
         } else if (!t.freeSlots.empty()) {
@@ -170,16 +174,90 @@ bool HandleClose(HANDLE handle) {
     }
 }
 
-HandleUse::HandleUse(HANDLE handle) {
-    Slot* slot = acquire(handle, &m_index);
-    if (slot) {
-        m_slot = slot;
-        m_object = slot->object.load(std::memory_order_relaxed);
+// Each thread keeps the events it used last, direct-mapped by slot index,
+// each with a reference of its own: a repeated use of the same open handle
+// then checks the slot's generation and object with two plain loads instead
+// of taking and dropping a slot user (two atomic read-modify-writes per
+// handle, which made up most of a wait for several events). A cached event
+// whose handle was closed lives on until its entry is replaced or the thread
+// ends; thread objects are never cached, their end must not wait for that.
+namespace {
+
+constexpr unsigned kCacheSize = 32;
+
+struct CacheEntry {
+    HANDLE handle;
+    HandleObject* object; // one reference, the cache's
+    unsigned uses;        // HandleUses of this thread relying on the entry
+};
+
+// Trivially destructible and zero-initialised: no initialisation check on
+// the way in. The retirer empties the cache when the thread ends; a use
+// after that (another thread-local destructor) bypasses the cache.
+thread_local CacheEntry t_cache[kCacheSize];
+thread_local bool t_cacheRetired = false;
+
+struct CacheRetirer {
+    bool armed = false;
+    ~CacheRetirer() {
+        t_cacheRetired = true;
+        for (CacheEntry& entry : t_cache) {
+            if (entry.object && entry.uses == 0) {
+                entry.object->Release();
+                entry.object = nullptr;
+                entry.handle = nullptr;
+            }
+        }
     }
+};
+thread_local CacheRetirer t_retirer;
+
+} // namespace
+
+HandleUse::HandleUse(HANDLE handle) {
+    std::uint32_t index;
+    std::uint64_t gen;
+    if (!decode(handle, &index, &gen))
+        return;
+    // One look-up of the thread's cache (a call in a shared library).
+    CacheEntry* const cache = t_cache;
+    CacheEntry& entry = cache[index % kCacheSize];
+    if (entry.handle == handle && entry.object) {
+        Slot* slot = slotAt(index);
+        const std::uint64_t s = slot->state.load(std::memory_order_acquire);
+        // The cache's reference keeps the object alive, so an equal pointer
+        // means the slot still holds this object under this generation.
+        if (((s >> 32) & kGenMask) == gen && (s & kRefMask) != 0 &&
+            slot->object.load(std::memory_order_relaxed) == entry.object) {
+            ++entry.uses;
+            m_entry = &entry;
+            m_object = entry.object;
+            return;
+        }
+    }
+    Slot* slot = acquire(handle, &m_index);
+    if (!slot)
+        return;
+    m_slot = slot;
+    m_object = slot->object.load(std::memory_order_relaxed);
+    // Remember an event, unless a use still relies on the entry it would
+    // replace (the same slot index twice in one wait).
+    if (m_object->kind() != HandleObject::Kind::Event || entry.uses != 0 || t_cacheRetired)
+        return;
+    if (!t_retirer.armed)
+        t_retirer.armed = true; // registers the retirer for this thread's end
+    HandleObject* old = entry.object;
+    m_object->AddRef();
+    entry.handle = handle;
+    entry.object = m_object;
+    if (old)
+        old->Release();
 }
 
 HandleUse::~HandleUse() {
-    if (m_slot)
+    if (m_entry)
+        --static_cast<CacheEntry*>(m_entry)->uses;
+    else if (m_slot)
         dropUser(static_cast<Slot*>(m_slot), m_index);
 }
 

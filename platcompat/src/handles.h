@@ -52,7 +52,8 @@ HANDLE HandleCreate(HandleObject* object);
 bool HandleClose(HANDLE handle);
 
 // Uses the object behind a handle for the scope of the guard. While the guard
-// lives the object stays alive even if another thread closes the handle.
+// lives the object stays alive even if another thread closes the handle. A
+// guard belongs to the thread that made it.
 class HandleUse {
 public:
     explicit HandleUse(HANDLE handle);
@@ -64,7 +65,8 @@ public:
     HandleObject* get() const { return m_object; }
 
 private:
-    void* m_slot = nullptr;
+    void* m_slot = nullptr;  // a slot user taken for this use, or
+    void* m_entry = nullptr; // this thread's cache entry relied on
     HandleObject* m_object = nullptr;
     std::uint32_t m_index = 0;
 };

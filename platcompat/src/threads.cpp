@@ -4,6 +4,8 @@
 // thread ended joins it, or the thread detaches itself when it is the last.
 #include <cerrno>
 #include <climits>
+#include <condition_variable>
+#include <mutex>
 #include <new>
 
 #include <sched.h>

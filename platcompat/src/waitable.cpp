@@ -2,20 +2,42 @@
 #include "waitable.h"
 
 #include <chrono>
+#include <mutex>
 #include <new>
 #include <thread>
 #include <vector>
 
 #include <sched.h>
+#include <time.h>
 #include <unistd.h>
+
+#include "park.h"
 
 #include "platcompat/synch.h"
 
 namespace platcompat_detail {
 namespace {
 
-constexpr int kOpen = -1;
-constexpr int kTimedOut = -2;
+constexpr unsigned kStatusBits = WaiterRecord::kStatusBits;
+constexpr unsigned kOpen = WaiterRecord::kOpen;
+constexpr unsigned kSleeping = WaiterRecord::kSleeping;
+constexpr unsigned kTimedOut = WaiterRecord::kTimedOut;
+
+int pack(std::uint32_t epoch, unsigned status) {
+    return static_cast<int>((epoch << kStatusBits) | status);
+}
+unsigned statusOf(int word) {
+    return static_cast<unsigned>(word) & ((1u << kStatusBits) - 1);
+}
+std::uint32_t epochOf(int word) {
+    return static_cast<unsigned>(word) >> kStatusBits;
+}
+
+void detachAll(WaiterRecord* record) {
+    for (WaitNode& node : record->nodes)
+        if (node.object)
+            Detach(node);
+}
 
 struct RecordPool {
     std::mutex lock;
@@ -27,14 +49,17 @@ RecordPool& recordPool() {
     return *pool;
 }
 
-// The calling thread's record, returned to the pool when the thread exits.
+// The calling thread's record, returned to the pool, holding no object, when
+// the thread exits.
 struct RecordHolder {
     WaiterRecord* record = nullptr;
     ~RecordHolder() {
         if (record) {
+            detachAll(record);
             RecordPool& pool = recordPool();
             std::lock_guard<std::mutex> guard(pool.lock);
             pool.records.push_back(record);
+            record = nullptr; // a wait from a later destructor takes another
         }
     }
 };
@@ -62,21 +87,96 @@ WaiterRecord* threadRecord() {
     return t_record.record;
 }
 
-void wake(WaiterRecord* record) {
-    // Taking the record's mutex orders this wake-up after the waiter's check
-    // of satisfiedBy, so the notify cannot fall between check and sleep.
-    record->mutex.lock();
-    record->mutex.unlock();
-    record->cv.notify_one();
+// Opens the record's next wait. When the epochs run out, every node is
+// detached first, so that no node can still be armed for a reused epoch.
+std::uint32_t openWait(WaiterRecord* record) {
+    if (++record->epoch == WaiterRecord::kEpochLimit) {
+        detachAll(record);
+        record->epoch = 1;
+    }
+    record->state.store(pack(record->epoch, kOpen), std::memory_order_release);
+    return record->epoch;
 }
 
-bool claim(WaiterRecord* record, int index) {
-    int expected = kOpen;
-    return record->satisfiedBy.compare_exchange_strong(expected, index, std::memory_order_acq_rel,
-                                                       std::memory_order_acquire);
+enum class Claim { Lost, Won, WonSleeping };
+
+// Ends the wait `epoch` of `record`, if it is still open, in favour of
+// `index`. WonSleeping: the waiting thread sleeps and must be woken (after
+// any lock is released).
+Claim claim(WaiterRecord* record, std::uint32_t epoch, int index) {
+    int word = record->state.load(std::memory_order_relaxed);
+    for (;;) {
+        const unsigned status = statusOf(word);
+        if (epochOf(word) != epoch || (status != kOpen && status != kSleeping))
+            return Claim::Lost;
+        if (record->state.compare_exchange_weak(word, pack(epoch, static_cast<unsigned>(index)),
+                                                std::memory_order_acq_rel,
+                                                std::memory_order_relaxed))
+            return status == kSleeping ? Claim::WonSleeping : Claim::Won;
+    }
+}
+
+void wake(WaiterRecord* record) {
+    ParkWake(record->state);
+}
+
+// The absolute monotonic time `milliseconds` from now.
+timespec deadlineAfter(DWORD milliseconds) {
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    t.tv_sec += static_cast<time_t>(milliseconds / 1000);
+    t.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000L;
+    if (t.tv_nsec >= 1000000000L) {
+        t.tv_nsec -= 1000000000L;
+        ++t.tv_sec;
+    }
+    return t;
+}
+
+// Ends the wait `epoch` of `record` without an object unless it has ended;
+// returns its final status.
+unsigned endWait(WaiterRecord* record, std::uint32_t epoch, int word) {
+    for (;;) {
+        const unsigned status = statusOf(word);
+        if (status != kOpen && status != kSleeping)
+            return status;
+        if (record->state.compare_exchange_weak(
+                word, pack(epoch, kTimedOut), std::memory_order_acq_rel, std::memory_order_acquire))
+            return kTimedOut;
+    }
+}
+
+// Sleeps until the wait `epoch` of `record` ends; returns how it ended (the
+// winning index, or kTimedOut once the deadline has passed).
+unsigned sleepUntilEnded(WaiterRecord* record, std::uint32_t epoch, const timespec* deadline) {
+    const int sleeping = pack(epoch, kSleeping);
+    int word = pack(epoch, kOpen);
+    if (!record->state.compare_exchange_strong(word, sleeping, std::memory_order_acq_rel,
+                                               std::memory_order_acquire))
+        return statusOf(word); // ended before the thread could lie down
+    for (;;) {
+        const bool inTime = ParkWait(record->state, sleeping, deadline);
+        word = record->state.load(std::memory_order_acquire);
+        if (word != sleeping)
+            return statusOf(word);
+        if (!inTime)
+            return endWait(record, epoch, word); // a signal may still win the race
+    }
 }
 
 } // namespace
+
+void Detach(WaitNode& node) {
+    Waitable* object = node.object;
+    if (node.maybeLinked) {
+        std::lock_guard<WordLock> guard(object->m_lock);
+        if (node.linked)
+            object->unlink(&node);
+    }
+    node.object = nullptr;
+    node.maybeLinked = false;
+    object->Release();
+}
 
 void Waitable::link(WaitNode* node) {
     node->prev = m_tail;
@@ -104,16 +204,15 @@ void Waitable::unlink(WaitNode* node) {
 unsigned Waitable::signalLocked(bool pulse, WaiterRecord** wakeList, unsigned capacity) {
     unsigned woken = 0;
     bool handedOver = false;
-    for (WaitNode* node = m_head; node;) {
-        WaitNode* next = node->next;
-        if (!m_manual && handedOver)
-            break;
-        // A wait that is already over (another object, or timed out) leaves
-        // the list here; its owner sees `linked` false and skips it.
-        bool mine = claim(node->record, node->index);
+    for (WaitNode* node = m_head; node && (m_manual || !handedOver);) {
+        WaitNode* const next = node->next;
+        // Every node met leaves the list: the wait it was armed for is over
+        // now, and its thread links it again when it waits here again.
         unlink(node);
-        if (mine) {
+        const Claim result = claim(node->record, node->epoch, node->index);
+        if (result != Claim::Lost)
             handedOver = true;
+        if (result == Claim::WonSleeping) {
             if (woken < capacity)
                 wakeList[woken++] = node->record;
             else
@@ -129,14 +228,14 @@ unsigned Waitable::signalLocked(bool pulse, WaiterRecord** wakeList, unsigned ca
 }
 
 void Waitable::signal(bool pulse) {
-    // A signalled object has no open wait in its list (see m_signalled), so
-    // setting it again changes nothing.
+    // A signalled object has no node armed for an open wait (see
+    // m_signalled), so setting it again changes nothing.
     if (!pulse && m_signalled.load(std::memory_order_acquire))
         return;
     WaiterRecord* wakeList[16];
     unsigned n;
     {
-        std::lock_guard<std::mutex> guard(m_lock);
+        std::lock_guard<WordLock> guard(m_lock);
         n = signalLocked(pulse, wakeList, 16);
     }
     for (unsigned i = 0; i < n; ++i)
@@ -149,75 +248,76 @@ unsigned long WaitAny(Waitable* const* objects, unsigned count, DWORD millisecon
         return WAIT_OBJECT_0;
     if (milliseconds == 0 && count == 1)
         return WAIT_TIMEOUT;
-
+    const bool block = milliseconds != 0;
     const bool infinite = milliseconds == INFINITE;
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(infinite ? 0 : milliseconds);
+    timespec deadline{};
+    if (block && !infinite)
+        deadline = deadlineAfter(milliseconds);
 
     WaiterRecord* record = threadRecord();
     if (!record) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return WAIT_FAILED;
     }
-    record->satisfiedBy.store(kOpen, std::memory_order_relaxed);
+    const std::uint32_t epoch = openWait(record);
 
-    WaitNode nodes[MAXIMUM_WAIT_OBJECTS];
-    unsigned linkedCount = 0;
-    const bool block = milliseconds != 0;
+    // In index order: an object is checked, and its node armed, under the
+    // object's lock, so a signal either is seen here or finds the node.
+    unsigned attached = 0;
+    bool ownClaim = false;
     for (unsigned i = 0; i < count; ++i) {
-        if (record->satisfiedBy.load(std::memory_order_acquire) != kOpen)
-            break; // an object linked before was signalled meanwhile
+        if (statusOf(record->state.load(std::memory_order_acquire)) != kOpen)
+            break; // an object armed before was signalled meanwhile
         Waitable* obj = objects[i];
-        std::lock_guard<std::mutex> guard(obj->m_lock);
-        bool signalled;
-        if (obj->m_manual) {
-            signalled = obj->m_signalled.load(std::memory_order_acquire);
-        } else {
+        WaitNode& node = record->nodes[i];
+        if (block && node.object != obj) {
+            if (node.object)
+                Detach(node);
+            obj->AddRef();
+            node.object = obj;
+        }
+        attached = i + 1;
+        std::lock_guard<WordLock> guard(obj->m_lock);
+        bool signalled = obj->m_signalled.load(std::memory_order_acquire);
+        if (signalled && !obj->m_manual) {
             bool expected = true;
             signalled = obj->m_signalled.compare_exchange_strong(
                 expected, false, std::memory_order_acquire, std::memory_order_relaxed);
         }
         if (signalled) {
-            if (!claim(record, static_cast<int>(i)) && !obj->m_manual) {
+            if (claim(record, epoch, static_cast<int>(i)) != Claim::Lost) {
+                ownClaim = true;
+            } else if (!obj->m_manual) {
                 // A lower index won meanwhile: put the signal back, handing
-                // it to another wait if one is open.
+                // it to another wait if one is open. (A thread woken here is
+                // woken under the lock; this race is rare.)
                 obj->signalLocked(false, nullptr, 0);
             }
             break;
         }
         if (block) {
-            nodes[i].record = record;
-            nodes[i].index = static_cast<int>(i);
-            obj->link(&nodes[i]);
-        }
-        linkedCount = i + 1;
-    }
-
-    if (block && record->satisfiedBy.load(std::memory_order_acquire) == kOpen) {
-        std::unique_lock<std::mutex> lock(record->mutex);
-        while (record->satisfiedBy.load(std::memory_order_acquire) == kOpen) {
-            if (infinite)
-                record->cv.wait(lock);
-            else if (record->cv.wait_until(lock, deadline) == std::cv_status::timeout)
-                break;
+            if (!node.linked)
+                obj->link(&node);
+            node.epoch = epoch;
+            node.maybeLinked = true;
         }
     }
 
-    int expected = kOpen;
-    int result = record->satisfiedBy.compare_exchange_strong(
-                     expected, kTimedOut, std::memory_order_acq_rel, std::memory_order_acquire)
-                     ? kTimedOut
-                     : expected;
+    unsigned result;
+    if (block)
+        result = sleepUntilEnded(record, epoch, infinite ? nullptr : &deadline);
+    else
+        result = endWait(record, epoch, record->state.load(std::memory_order_acquire));
 
     if (block) {
-        for (unsigned i = 0; i < linkedCount; ++i) {
-            Waitable* obj = objects[i];
-            std::lock_guard<std::mutex> guard(obj->m_lock);
-            if (nodes[i].linked)
-                obj->unlink(&nodes[i]);
-        }
+        // The setter that ended the wait took that node out of its list.
+        if (result < static_cast<unsigned>(MAXIMUM_WAIT_OBJECTS) && !ownClaim)
+            record->nodes[result].maybeLinked = false;
+        for (unsigned i = 0; i < attached; ++i)
+            if (record->nodes[i].object->kind() == HandleObject::Kind::Thread)
+                Detach(record->nodes[i]);
     }
-    return result == kTimedOut ? WAIT_TIMEOUT : WAIT_OBJECT_0 + static_cast<unsigned>(result);
+    return result == kTimedOut ? WAIT_TIMEOUT : WAIT_OBJECT_0 + result;
 }
 
 } // namespace platcompat_detail

@@ -8,13 +8,14 @@
 // matched to their senders.
 //
 // Results: each blocked sender has a wait record (a result slot and an event
-// of its own, taken from the queue's free events) registered under its id
-// from the moment its message is queued until it returns. A result is stored
-// only for a registered sender, and only the first result for an id counts;
-// storing it wakes that sender and no other. A result for an id nobody waits
-// for (never handed out, or already collected) is dropped: it can never be
-// collected and must not pile up. A waiting sender sleeps, whatever results
-// for others are stored.
+// of its own, taken from the queue's spare events) registered under its id
+// from the moment its message is queued until its result is stored. A result
+// is stored only for a registered sender, and only the first result for an
+// id counts: storing it unregisters the sender and wakes it, and no other. A
+// result for an id nobody waits for (never handed out, or answered already)
+// is dropped: it can never be collected and must not pile up. A waiting
+// sender sleeps, whatever results for others are stored, and collects its
+// result without taking a lock.
 //
 // Close() ends the queue for good: every blocked sender whose result is not
 // stored yet (queued messages and messages being processed) is answered
@@ -25,7 +26,8 @@
 // Thread safety: all operations may be called from any thread. Two locks,
 // the queue lock before the results lock; no lock is held while waiting, and
 // nothing else is locked or reported while either is held (they are leaves
-// of the process's lock order, see CCritSection.h).
+// of the process's lock order, see CCritSection.h). A waking sender takes no
+// lock.
 #pragma once
 
 #include <platcompat.h>
@@ -34,8 +36,6 @@
 
 #include <atomic>
 #include <deque>
-#include <map>
-#include <vector>
 
 #include "CCritSection.h"
 #include "CKxEvent.h"
@@ -52,8 +52,8 @@ struct tQueueEntry {
 
 class KXTAMARIND_API CMessageQueue {
 public:
-    // Raises "Out of memory!" (E_POINTER) when the queue or the map of
-    // waiting senders cannot be allocated.
+    // Raises "Out of memory!" (E_POINTER) when the queue cannot be
+    // allocated.
     CMessageQueue();
     virtual ~CMessageQueue();
 
@@ -78,26 +78,31 @@ public:
     size_t StoredResultCount() const;
 
 private:
-    // One sender inside SendMessage: lives on its stack and is registered
-    // under its message id (results lock) from the moment the message is
-    // queued until the sender returns.
+    // One sender inside SendMessage: lives on its stack. Registered (linked
+    // into the waiting list, results lock) from the moment its message is
+    // queued until its result is stored.
     struct SenderWait {
+        SenderWait* m_pPrev;
+        SenderWait* m_pNext;
+        unsigned long long m_ullId;
         HANDLE m_hResultReady; // automatic reset; set once, when the result is stored
-        bool m_bHasResult;     // the first result for the id is kept
         int m_iResult;
+        bool m_bRegistered;
     };
+    static constexpr int kSpareEvents = 8;
 
-    // Unregisters sender `id` (results lock held); if it held the last
-    // stored result, the results-empty event is set.
-    void EndWaitLocked(unsigned long long id);
-    // Stores `result` for a waiting sender unless it has one. Returns the
-    // event to set to wake it (null when the earlier result stays).
+    // Stores `result` for a registered sender and unregisters it (results
+    // lock held). Returns the event to set, after the lock, to wake it.
     HANDLE StoreResultLocked(SenderWait& wait, int result);
-    // A free, unsignalled automatic-reset event (made when none is free;
-    // null when that fails), and its way back (closed when it cannot be
-    // kept). Results lock held.
-    HANDLE TakeEventLocked();
-    void RecycleEventLocked(HANDLE event);
+    void UnlinkLocked(SenderWait& wait);
+    // The sender collected its stored result: the last one leaves the
+    // results-empty event set.
+    void CollectedResult();
+    // A free, unsignalled automatic-reset event (made when none is spare;
+    // null when that fails), and its way back (closed when no place is free).
+    // Lock-free.
+    HANDLE TakeEvent();
+    void RecycleEvent(HANDLE event);
     // The closed state, read under the queue or the results lock: Close()
     // sets it with both held, just before it sets the closed event (which
     // the consumer's wait uses).
@@ -107,11 +112,14 @@ private:
     unsigned long long m_ullLastId;
     CCritSection m_QueueLock;
     CKxEvent m_MessageAvailable;
-    // The waiting senders by message id, each with its result slot; guarded
-    // by the results lock.
-    std::map<unsigned long long, SenderWait*>* m_pProcessedMessages;
-    size_t m_StoredResults;           // senders whose result is stored; results lock
-    std::vector<HANDLE> m_FreeEvents; // senders' events not in use; results lock
+    // The registered senders in the order of their ids (oldest first);
+    // results lock.
+    SenderWait* m_pWaitingHead;
+    SenderWait* m_pWaitingTail;
+    // Senders whose result is stored and not yet collected.
+    std::atomic<size_t> m_StoredResults;
+    // Events of senders that returned, ready for the next ones.
+    std::atomic<HANDLE> m_SpareEvents[kSpareEvents];
     CCritSection m_ResultsLock;
     CKxEvent m_ResultsEmpty;
     CKxEvent m_Closed;

@@ -7,7 +7,9 @@
 // called on the worker. After the run a free-standing thread (negative
 // dictionary id) cleans up and waits again; a pooled thread (id >= 0) hands
 // itself back to the process-wide pool. Each thread keeps a readable name,
-// pushed to the operating system's thread name, and a priority.
+// pushed to the operating system's thread name, and a priority; while a
+// thread lives it holds one file descriptor (close-on-exec) through which
+// other threads name it.
 //
 // Misuse (starting a running or aborted thread) is reported as a repaired
 // error and ignored; construction failures raise an error (ThrowError).
@@ -150,18 +152,34 @@ public:
     eThreadState State() const { return m_eState.load(std::memory_order_relaxed); }
 
 private:
+    friend class CThreadPool;
     struct WorkerLink;
+    // What ending a run leaves to be done once no lock is held: the run
+    // object to delete and the finished event to signal.
+    struct RunEnd {
+        CThreadRunObject* toDelete = nullptr;
+        HANDLE finished = nullptr;
+    };
 
     static unsigned internalRun(void* pData);
     // The worker's loop; false when the thread object was given up by its
     // destructor and must not be touched any more.
     bool RunLoop(const std::shared_ptr<WorkerLink>& link, CTraceCallStackObject& trace);
     void StoreName(const char* name);
+    // Names the thread for the system (at most 15 characters).
+    void PushSystemName(const char* name);
+    // CleanRunInfo in two steps, so that the pool can put the thread back
+    // before the run object is deleted and its waiter released: EndRun does
+    // everything else (the system's name included) and returns what is left
+    // for FinishRunEnd, which needs no lock.
+    RunEnd EndRun();
+    static void FinishRunEnd(const RunEnd& end);
     void InstallRunObjectLocked(CThreadRunObject* runObject, bool deleteAfterRun);
     // Makes the run object's finished event (if it wants one) before the
     // thread's lock is taken: a failure raises an error.
     static void PrepareFinishedEvent(CThreadRunObject* runObject);
     void StartInstalledLocked();
+    void WakeWorker();
     void SetState(eThreadState state) { m_eState.store(state, std::memory_order_relaxed); }
     bool SetPriorityLocked(KXThreadPriorityType priority);
 

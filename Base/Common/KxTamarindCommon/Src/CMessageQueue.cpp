@@ -15,20 +15,21 @@ constexpr DWORD kResultsEmptyWait = 1000;
 // How a sender finds its result.
 //
 // A sender registers its wait record (SenderWait: a result slot and an
-// automatic-reset event of its own) under its id while it holds the queue
-// lock, that is before its message can be taken: no result for it can arrive
-// unannounced. FinishMessage stores a result only into a registered record,
-// only the first one, under the results lock, and then sets that sender's
-// event (the one signal the sender waits for, so the record and the event
-// live until it is given); Close stores E_ABORT for every sender still
-// without a result and sets their events. The sender unregisters under the
-// results lock before its record goes away. So each sender waits on its own
-// event alone: it is set exactly once, when the sender's result is there;
-// the sender never wakes for another sender's result, never polls and never
-// contends for a shared event. Storing allocates nothing.
+// automatic-reset event of its own) in the waiting list while it holds the
+// queue lock, that is before its message can be taken: no result for it can
+// arrive unannounced. FinishMessage stores a result only into a registered
+// record, under the results lock, and unregisters it in the same step, so
+// only the first result for an id counts and later ones find nobody; then it
+// sets that sender's event (the one signal the sender waits for, so the
+// record and the event live until it is given). Close stores E_ABORT for
+// every sender still registered and sets their events. So each sender waits
+// on its own event alone, set exactly once; it never wakes for another
+// sender's result, never polls, never contends for a shared event, and,
+// once woken, reads its own record without any lock: the record was
+// written before its event was set. Storing allocates nothing.
 //
-// The events are recycled: a sender whose wait consumed its signal hands
-// its event back to the free list, unsignalled, under the results lock.
+// The events are recycled through a few lock-free places: a sender whose
+// wait consumed its signal puts its event back, unsignalled.
 //
 // Once the queue is closed no result is stored any more (FinishMessage checks
 // the closed state under the results lock; Close sets it under that lock
@@ -37,20 +38,16 @@ constexpr DWORD kResultsEmptyWait = 1000;
 CMessageQueue::CMessageQueue()
     : m_pQueue(nullptr), m_ullLastId(0),
       m_MessageAvailable(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual),
-      m_pProcessedMessages(nullptr), m_StoredResults(0),
+      m_pWaitingHead(nullptr), m_pWaitingTail(nullptr), m_StoredResults(0),
       m_ResultsEmpty(CKxEvent::InitialState_Signaled, CKxEvent::ResetMode_Manual),
       m_Closed(CKxEvent::InitialState_NotSignaled, CKxEvent::ResetMode_Manual), m_bClosed(false) {
+    for (std::atomic<HANDLE>& spare : m_SpareEvents) {
+        spare.store(nullptr, std::memory_order_relaxed);
+    }
     m_pQueue = new (std::nothrow) std::deque<tQueueEntry>();
     if (m_pQueue == nullptr) {
         ThrowError("m_pQueue != NULL", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr,
                    nullptr, "Out of memory!", E_POINTER);
-    }
-    m_pProcessedMessages = new (std::nothrow) std::map<unsigned long long, SenderWait*>();
-    if (m_pProcessedMessages == nullptr) {
-        delete m_pQueue;
-        m_pQueue = nullptr;
-        ThrowError("m_pProcessedMessages != NULL", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr,
-                   nullptr, nullptr, "Out of memory!", E_POINTER);
     }
 }
 
@@ -63,80 +60,83 @@ CMessageQueue::~CMessageQueue() {
         }
     });
     delete m_pQueue;
-    delete m_pProcessedMessages;
-    for (HANDLE event : m_FreeEvents) {
-        CloseHandle(event);
+    for (std::atomic<HANDLE>& spare : m_SpareEvents) {
+        if (HANDLE event = spare.load(std::memory_order_relaxed)) {
+            CloseHandle(event);
+        }
     }
 }
 
-HANDLE CMessageQueue::TakeEventLocked() {
-    if (m_FreeEvents.empty()) {
-        return CreateEventW(nullptr, FALSE, FALSE, nullptr);
+HANDLE CMessageQueue::TakeEvent() {
+    for (std::atomic<HANDLE>& spare : m_SpareEvents) {
+        if (spare.load(std::memory_order_relaxed) != nullptr) {
+            if (HANDLE event = spare.exchange(nullptr, std::memory_order_acquire)) {
+                return event;
+            }
+        }
     }
-    HANDLE event = m_FreeEvents.back();
-    m_FreeEvents.pop_back();
-    return event;
+    return CreateEventW(nullptr, FALSE, FALSE, nullptr);
 }
 
-void CMessageQueue::RecycleEventLocked(HANDLE event) {
-    try {
-        m_FreeEvents.push_back(event);
-    } catch (const std::bad_alloc&) {
-        CloseHandle(event);
+void CMessageQueue::RecycleEvent(HANDLE event) {
+    for (std::atomic<HANDLE>& spare : m_SpareEvents) {
+        HANDLE empty = nullptr;
+        if (spare.load(std::memory_order_relaxed) == nullptr &&
+            spare.compare_exchange_strong(empty, event, std::memory_order_release,
+                                          std::memory_order_relaxed)) {
+            return;
+        }
     }
+    CloseHandle(event); // more senders at once than places: made again when needed
 }
 
-void CMessageQueue::EndWaitLocked(unsigned long long id) {
-    auto it = m_pProcessedMessages->find(id);
-    if (it == m_pProcessedMessages->end()) {
-        return;
-    }
-    const bool hadResult = it->second->m_bHasResult;
-    m_pProcessedMessages->erase(it);
-    if (hadResult && --m_StoredResults == 0) {
+void CMessageQueue::UnlinkLocked(SenderWait& wait) {
+    (wait.m_pPrev != nullptr ? wait.m_pPrev->m_pNext : m_pWaitingHead) = wait.m_pNext;
+    (wait.m_pNext != nullptr ? wait.m_pNext->m_pPrev : m_pWaitingTail) = wait.m_pPrev;
+    wait.m_bRegistered = false;
+}
+
+HANDLE CMessageQueue::StoreResultLocked(SenderWait& wait, int result) {
+    wait.m_iResult = result;
+    UnlinkLocked(wait);
+    m_StoredResults.fetch_add(1, std::memory_order_relaxed);
+    return wait.m_hResultReady;
+}
+
+void CMessageQueue::CollectedResult() {
+    if (m_StoredResults.fetch_sub(1, std::memory_order_relaxed) == 1) {
         m_ResultsEmpty.Set();
     }
 }
 
-HANDLE CMessageQueue::StoreResultLocked(SenderWait& wait, int result) {
-    if (wait.m_bHasResult) {
-        return nullptr; // the first result wins; its signal was given already
-    }
-    wait.m_bHasResult = true;
-    wait.m_iResult = result;
-    ++m_StoredResults;
-    return wait.m_hResultReady;
-}
-
 HRESULT CMessageQueue::SendMessage(unsigned long message, int param1, int param2) {
-    SenderWait wait{nullptr, false, 0};
-    unsigned long long id = 0;
+    SenderWait wait{nullptr, nullptr, 0, TakeEvent(), static_cast<int>(E_ABORT), false};
+    if (wait.m_hResultReady == nullptr) {
+        return E_OUTOFMEMORY;
+    }
     {
         // The message and the wait record enter together under the queue
         // lock, which the consumer needs to take the message.
         CCritSectionLocker queueLocker(m_QueueLock);
         if (IsClosed()) {
+            queueLocker.Unlock();
+            RecycleEvent(wait.m_hResultReady);
             return E_ABORT;
         }
-        CCritSectionLocker resultsLocker(m_ResultsLock);
-        wait.m_hResultReady = TakeEventLocked();
-        if (wait.m_hResultReady == nullptr) {
-            return E_OUTOFMEMORY;
-        }
-        id = m_ullLastId + 1;
+        wait.m_ullId = m_ullLastId + 1;
         try {
-            m_pProcessedMessages->emplace(id, &wait);
-            try {
-                m_pQueue->push_back(tQueueEntry{id, message, param1, param2});
-            } catch (const std::bad_alloc&) {
-                m_pProcessedMessages->erase(id);
-                throw;
-            }
+            m_pQueue->push_back(tQueueEntry{wait.m_ullId, message, param1, param2});
         } catch (const std::bad_alloc&) {
-            RecycleEventLocked(wait.m_hResultReady);
+            queueLocker.Unlock();
+            RecycleEvent(wait.m_hResultReady);
             return E_OUTOFMEMORY;
         }
-        m_ullLastId = id;
+        m_ullLastId = wait.m_ullId;
+        CCritSectionLocker resultsLocker(m_ResultsLock);
+        wait.m_pPrev = m_pWaitingTail;
+        (m_pWaitingTail != nullptr ? m_pWaitingTail->m_pNext : m_pWaitingHead) = &wait;
+        m_pWaitingTail = &wait;
+        wait.m_bRegistered = true;
     }
     // Set after the lock is released, so that the woken consumer does not
     // run straight into the held lock. A late signal for an entry that was
@@ -144,27 +144,27 @@ HRESULT CMessageQueue::SendMessage(unsigned long message, int param1, int param2
     m_MessageAvailable.Set();
 
     // No loop: the event is set once, when this sender's result (or the
-    // close's E_ABORT) is stored.
+    // close's E_ABORT) is stored; the record was written before.
     const DWORD waited = WaitForSingleObject(wait.m_hResultReady, INFINITE);
-    HRESULT result = E_ABORT;
+    if (waited == WAIT_OBJECT_0) {
+        const int result = wait.m_iResult;
+        CollectedResult();
+        RecycleEvent(wait.m_hResultReady); // its signal is consumed
+        return result;
+    }
     {
         CCritSectionLocker locker(m_ResultsLock);
-        if (waited == WAIT_OBJECT_0 && wait.m_bHasResult) {
-            result = wait.m_iResult;
-        }
-        EndWaitLocked(id);
-        if (waited == WAIT_OBJECT_0) {
-            RecycleEventLocked(wait.m_hResultReady); // its signal is consumed
+        if (wait.m_bRegistered) {
+            UnlinkLocked(wait);
         } else {
-            CloseHandle(wait.m_hResultReady);
+            CollectedResult(); // stored meanwhile; dropped with this failed wait
         }
     }
-    if (waited != WAIT_OBJECT_0) {
-        RepairError("false", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr, nullptr,
-                    "Invalid result waiting for message being processed. Wait aborted!",
-                    E_KX_HRESULT_ASSERT_FAILED, nullptr);
-    }
-    return result;
+    CloseHandle(wait.m_hResultReady); // its signal may still come
+    RepairError("false", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr, nullptr,
+                "Invalid result waiting for message being processed. Wait aborted!",
+                E_KX_HRESULT_ASSERT_FAILED, nullptr);
+    return E_ABORT;
 }
 
 bool CMessageQueue::WaitAndGetMessage(unsigned long long& id, unsigned long& message, int& param1,
@@ -209,18 +209,20 @@ void CMessageQueue::FinishMessage(unsigned long long id, int result) {
     if (IsClosed()) {
         return;
     }
-    auto waiting = m_pProcessedMessages->find(id);
-    if (waiting == m_pProcessedMessages->end()) {
-        return; // nobody can collect it: never handed out, or already collected
+    // Oldest first: a consumer answers in about the order it takes messages.
+    SenderWait* waiting = m_pWaitingHead;
+    while (waiting != nullptr && waiting->m_ullId < id) {
+        waiting = waiting->m_pNext;
     }
-    HANDLE wake = StoreResultLocked(*waiting->second, result);
+    if (waiting == nullptr || waiting->m_ullId != id) {
+        return; // nobody can collect it: never handed out, or answered already
+    }
+    HANDLE wake = StoreResultLocked(*waiting, result);
     locker.Unlock();
     // Set after the lock is released, so that the woken sender does not run
-    // straight into the held lock. The sender cannot return (and recycle or
-    // close its event) before this signal: it waits for nothing else.
-    if (wake != nullptr) {
-        SetEvent(wake);
-    }
+    // into the held lock. The sender cannot return (and recycle or close its
+    // event) before this signal: it waits for nothing else.
+    SetEvent(wake);
 }
 
 void CMessageQueue::Close() {
@@ -231,10 +233,8 @@ void CMessageQueue::Close() {
         // result (its message queued or being processed) is answered with
         // E_ABORT and woken; one whose result is stored keeps it.
         m_pQueue->clear();
-        for (auto& waiting : *m_pProcessedMessages) {
-            if (HANDLE wake = StoreResultLocked(*waiting.second, static_cast<int>(E_ABORT))) {
-                SetEvent(wake);
-            }
+        while (m_pWaitingHead != nullptr) {
+            SetEvent(StoreResultLocked(*m_pWaitingHead, static_cast<int>(E_ABORT)));
         }
         m_bClosed.store(true, std::memory_order_relaxed);
         m_Closed.Set();
@@ -243,8 +243,7 @@ void CMessageQueue::Close() {
 }
 
 size_t CMessageQueue::StoredResultCount() const {
-    CCritSectionLocker locker(m_ResultsLock);
-    return m_StoredResults;
+    return m_StoredResults.load(std::memory_order_relaxed);
 }
 
 } // namespace KxTamarind

@@ -1,9 +1,14 @@
 #include "CThread.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <set>
+#include <map>
+#include <new>
 #include <type_traits>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "CErrorObject.h"
 #include "CKxEvent.h"
@@ -32,14 +37,19 @@ unsigned long PosixIdOf(HANDLE thread) {
     return GetThreadPosixHandle(thread, &posixThread) ? static_cast<unsigned long>(posixThread) : 0;
 }
 
-// The POSIX identities of the library's live threads. An identity is in the
-// set from the construction of its CThread until its destructor is about to
-// close the thread handle, so under the lock a listed identity names a thread
-// that has not been joined yet and may be named from any thread. A leaf lock:
-// nothing else is locked or reported while it is held.
+// The POSIX identities of the library's live threads, each with its kernel
+// name file (/proc/self/task/<tid>/comm) held open, or -1. An identity is in
+// the map from the construction of its CThread until its destructor is about
+// to close the thread handle, so under the lock a listed identity names a
+// thread that has not been joined yet and may be named from any thread.
+// Naming another thread through its open file is one write, where
+// pthread_setname_np opens and closes the file every time (about ten
+// microseconds here, most of a pool cycle). The file names the task it was
+// opened for even after the kernel reuses its id. A leaf lock: nothing else
+// is locked or reported while it is held.
 struct ThreadIdentityRegistry {
     CCritSection lock;
-    std::set<unsigned long> identities;
+    std::map<unsigned long, int> identities;
 };
 
 ThreadIdentityRegistry& Registry() {
@@ -47,17 +57,58 @@ ThreadIdentityRegistry& Registry() {
     return *registry;
 }
 
-void RegisterThread(unsigned long posixId) {
+void RegisterThread(unsigned long posixId, unsigned systemId) {
+    char path[48];
+    std::snprintf(path, sizeof path, "/proc/self/task/%u/comm", systemId);
+    // Without the file (no /proc) the thread is named as before, through
+    // pthread_setname_np.
+    int nameFile = open(path, O_WRONLY | O_CLOEXEC);
     ThreadIdentityRegistry& registry = Registry();
     CCritSectionLocker locker(registry.lock);
-    registry.identities.insert(posixId);
+    try {
+        registry.identities[posixId] = nameFile;
+    } catch (const std::bad_alloc&) {
+        // Not listed: it is named only by itself. Refusals are reported.
+        if (nameFile >= 0) {
+            close(nameFile);
+        }
+    }
 }
 
 void UnregisterThread(unsigned long posixId) {
     ThreadIdentityRegistry& registry = Registry();
     CCritSectionLocker locker(registry.lock);
-    registry.identities.erase(posixId);
+    auto it = registry.identities.find(posixId);
+    if (it == registry.identities.end()) {
+        return;
+    }
+    if (it->second >= 0) {
+        close(it->second);
+    }
+    registry.identities.erase(it);
 }
+
+// Names another listed thread (registry lock held); the result is that of
+// pthread_setname_np.
+int NameListedThread(pthread_t thread, int nameFile, const char* name) {
+    if (nameFile < 0) {
+        return pthread_setname_np(thread, name);
+    }
+    // A plain write: the kernel takes each write as the whole name, at any
+    // file position (the file refuses pwrite).
+    const size_t length = std::strlen(name);
+    const ssize_t written = write(nameFile, name, length);
+    if (written < 0) {
+        return errno;
+    }
+    return static_cast<size_t>(written) == length ? 0 : EIO;
+}
+
+// The first 15 characters of `name`, as the system keeps them.
+struct SystemName {
+    char text[16] = {};
+    void Take(const std::string& name) { std::strncpy(text, name.c_str(), 15); }
+};
 
 void ReportRefusal(int line, const char* condition, const char* message) {
     RepairError(condition, kSource, KX_SOURCE_TIMESTAMP, line, nullptr, nullptr, nullptr, message,
@@ -73,6 +124,8 @@ struct CThread::WorkerLink {
     CCritSection lock;
     bool orphaned = false;
     HANDLE runEvent = nullptr;
+    // The thread's POSIX identity, set before the worker may run.
+    unsigned long posixId = 0;
 };
 
 // --- CThreadRunObject ---------------------------------------------------------
@@ -146,7 +199,8 @@ CThread::CThread(KXApartmentModelType model, long dictId)
     }
     m_hThread = reinterpret_cast<HANDLE>(iRet);
     m_uSystemThreadId.store(systemId, std::memory_order_relaxed);
-    RegisterThread(PosixIdOf(m_hThread));
+    m_pLink->posixId = PosixIdOf(m_hThread);
+    RegisterThread(m_pLink->posixId, systemId);
 
     // The worker initialises under this lock; it may start only now.
     locker.Unlock();
@@ -286,7 +340,7 @@ CThread::~CThread() {
         Abort();
         m_pRunEvent->Set();
         DWORD wait = WaitForSingleObject(m_hThread, TIMEOUT_FINISH);
-        UnregisterThread(PosixIdOf(m_hThread));
+        UnregisterThread(m_pLink->posixId);
         if (wait != WAIT_OBJECT_0) {
             {
                 CCritSectionLocker linkLocker(m_pLink->lock);
@@ -334,6 +388,11 @@ void CThread::StartInstalledLocked() {
     if (m_hFinishedEvent != nullptr) {
         ResetEvent(m_hFinishedEvent);
     }
+}
+
+// The run event is set once the lock is released: the woken worker takes
+// the lock first thing and would otherwise sleep again until it is free.
+void CThread::WakeWorker() {
     m_pRunEvent->Set();
 }
 
@@ -372,7 +431,9 @@ void CThread::StartRunObject() {
             StartInstalledLocked();
         }
     }
-    if (refusal == 1) {
+    if (refusal == 0) {
+        WakeWorker();
+    } else if (refusal == 1) {
         ReportRefusal(__LINE__, "NULL != m_pThreadRunObject",
                       "no run object set by SetRunObject()");
     } else if (refusal == 2) {
@@ -404,7 +465,9 @@ void CThread::Start(CThreadRunObject* runObject, bool deleteAfterRun,
             StartInstalledLocked();
         }
     }
-    if (refusal == 1) {
+    if (refusal == 0) {
+        WakeWorker();
+    } else if (refusal == 1) {
         ReportRefusal(__LINE__, "m_eState != eThreadState_Running",
                       "thread object already running");
     } else if (refusal == 2) {
@@ -479,19 +542,19 @@ void CThread::Abort() {
     }
 }
 
-void CThread::CleanRunInfo() {
-    CThreadRunObject* toDelete = nullptr;
-    HANDLE finished = nullptr;
+CThread::RunEnd CThread::EndRun() {
+    RunEnd end;
+    SystemName systemName;
     {
         CCritSectionLocker locker(*this);
         if (m_bDeleteAfterRun) {
-            toDelete = m_pThreadRunObject != nullptr ? m_pThreadRunObject : m_pRunningObject;
-            if (toDelete != nullptr) {
+            end.toDelete = m_pThreadRunObject != nullptr ? m_pThreadRunObject : m_pRunningObject;
+            if (end.toDelete != nullptr) {
                 m_hFinishedEvent = nullptr; // the object's destructor deletes the event
                 m_pThreadRunObject = nullptr;
             }
         }
-        finished = m_hFinishedEvent;
+        end.finished = m_hFinishedEvent;
         m_bDeleteAfterRun = false;
         m_hFinishedEvent = nullptr;
         m_pThreadRunObject = nullptr;
@@ -500,21 +563,29 @@ void CThread::CleanRunInfo() {
         if (Priority() != KXThreadPriority_Normal) {
             SetPriorityLocked(KXThreadPriority_Normal);
         }
-        StoreName(kFreeThreadName);
+        m_strThreadName = kFreeThreadName;
+        systemName.Take(m_strThreadName);
         if (m_bAbortCallInProgress) {
-            m_pDeferredDelete = toDelete;
-            m_hDeferredFinished = finished;
-            toDelete = nullptr;
-            finished = nullptr;
+            m_pDeferredDelete = end.toDelete;
+            m_hDeferredFinished = end.finished;
+            end = RunEnd();
         }
     }
-    delete toDelete;
-    // The system's name first: a waiter released by the finished event sees
-    // the thread completely cleaned up.
-    PutThreadNameToDebugger();
-    if (finished != nullptr) {
-        SetEvent(finished);
+    // The system's name before the signal: a waiter released by the
+    // finished event sees the thread completely cleaned up.
+    PushSystemName(systemName.text);
+    return end;
+}
+
+void CThread::FinishRunEnd(const RunEnd& end) {
+    delete end.toDelete;
+    if (end.finished != nullptr) {
+        SetEvent(end.finished);
     }
+}
+
+void CThread::CleanRunInfo() {
+    FinishRunEnd(EndRun());
 }
 
 void CThread::InvalidateRunObject() {
@@ -537,9 +608,16 @@ void CThread::StoreName(const char* name) {
     m_strThreadName = name != nullptr ? name : "";
 }
 
+// Stores the name and takes the part the system keeps under one lock, then
+// names the thread without it.
 void CThread::SetThreadName(const char* name) {
-    StoreName(name);
-    PutThreadNameToDebugger();
+    SystemName systemName;
+    {
+        CCritSectionLocker locker(*this);
+        m_strThreadName = name != nullptr ? name : "";
+        systemName.Take(m_strThreadName);
+    }
+    PushSystemName(systemName.text);
 }
 
 std::string CThread::GetThreadName() const {
@@ -552,19 +630,29 @@ void CThread::ResetThreadName() {
 }
 
 void CThread::SetThreadNameToDefault() {
+    SystemName systemName;
     {
         CCritSectionLocker locker(*this);
         if (m_strThreadName != kFreeThreadName) {
             return;
         }
         m_strThreadName = kDefaultRunningName;
+        systemName.Take(m_strThreadName);
     }
-    PutThreadNameToDebugger();
+    PushSystemName(systemName.text);
 }
 
 void CThread::PutThreadNameToDebugger() {
-    std::string name = GetThreadName();
-    KxTamarind::SetThreadName(PosixIdOf(ThreadHandle()), name.c_str());
+    SystemName systemName;
+    {
+        CCritSectionLocker locker(*this);
+        systemName.Take(m_strThreadName);
+    }
+    PushSystemName(systemName.text);
+}
+
+void CThread::PushSystemName(const char* name) {
+    KxTamarind::SetThreadName(m_pLink->posixId, name);
 }
 
 void SetThreadName(unsigned long threadId, const char* name) {
@@ -583,8 +671,9 @@ void SetThreadName(unsigned long threadId, const char* name) {
         // are named from outside.
         ThreadIdentityRegistry& registry = Registry();
         CCritSectionLocker locker(registry.lock);
-        if (registry.identities.count(threadId) != 0) {
-            result = pthread_setname_np(target, szTruncatedName);
+        auto listed = registry.identities.find(threadId);
+        if (listed != registry.identities.end()) {
+            result = NameListedThread(target, listed->second, szTruncatedName);
         }
     }
     if (result != 0) {

@@ -205,16 +205,23 @@ bool CThreadPool::ReleaseThread(CThread* thread) {
                     nullptr);
         return false;
     }
-    element->CleanRunInfo();
+    // The run ends as CleanRunInfo ends it, but the run object is deleted
+    // and its waiter released only once the thread is back in the idle list
+    // and the lock is free: a released waiter that asks for a thread at once
+    // finds it there instead of running into the held lock.
+    const CThread::RunEnd end = element->EndRun();
     if (element->State() == eThreadState_Idle) {
         element->SetReserved(false);
         pool.m_Dictionary.erase(element->ThreadId());
         pool.m_IdleList.push_front(element);
+        locker.Unlock();
+        CThread::FinishRunEnd(end);
         return true;
     }
     CAtlStringA text;
     text.Format("ReleaseThread: Thread %s\n", element->GetThreadName().c_str());
     locker.Unlock();
+    CThread::FinishRunEnd(end);
     RepairError("false", kSource, KX_SOURCE_TIMESTAMP, __LINE__, nullptr, nullptr, nullptr, text,
                 E_KX_HRESULT_ASSERT_REPAIRED, nullptr);
     return false;
