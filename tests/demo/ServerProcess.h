@@ -24,7 +24,6 @@
 #include <sstream>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace DemoTest {
 
@@ -33,8 +32,7 @@ class TempRoot {
 public:
     TempRoot() {
         char name[] = "/tmp/kxt_demo_XXXXXX";
-        const char* made = mkdtemp(name);
-        m_Path = made != nullptr ? made : "";
+        m_Path = mkdtemp(name) != nullptr ? name : "";
     }
     ~TempRoot() {
         std::error_code ec;
@@ -57,21 +55,16 @@ inline std::string ReadFile(const std::string& path) {
 // stderr) goes to <root>/server.log. Port() is 0 when it did not start.
 class Server {
 public:
-    explicit Server(std::vector<std::string> arguments = {}) {
-        std::vector<std::string> args = {DEMO_PATH, "--root", m_Root.Path(),
-                                         "--serve", "--port", "0"};
-        args.insert(args.end(), arguments.begin(), arguments.end());
-        std::vector<char*> argv;
-        for (std::string& arg : args) {
-            argv.push_back(&arg[0]);
-        }
-        argv.push_back(nullptr);
+    Server() {
+        std::string root = m_Root.Path();
+        const char* argv[] = {DEMO_PATH, "--root", root.c_str(), "--serve", "--port", "0", nullptr};
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, 1, LogPath().c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0644);
         posix_spawn_file_actions_adddup2(&actions, 1, 2);
-        if (posix_spawn(&m_Pid, DEMO_PATH, &actions, nullptr, argv.data(), environ) != 0) {
+        if (posix_spawn(&m_Pid, DEMO_PATH, &actions, nullptr, const_cast<char* const*>(argv),
+                        environ) != 0) {
             m_Pid = -1;
         }
         posix_spawn_file_actions_destroy(&actions);
@@ -102,11 +95,8 @@ public:
         kill(m_Pid, signal);
         int status = 0;
         pid_t ended = 0;
-        for (int i = 0; i < 6000 && ended == 0; ++i) {
-            ended = waitpid(m_Pid, &status, WNOHANG);
-            if (ended == 0) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            }
+        for (int i = 0; i < 6000 && (ended = waitpid(m_Pid, &status, WNOHANG)) == 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         if (ended != m_Pid) {
             kill(m_Pid, SIGKILL);

@@ -7,9 +7,7 @@
 #include <KxTamarindCommon.h>
 #include <poll.h>
 
-#include <atomic>
 #include <memory>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -171,7 +169,7 @@ TEST(ScpiServer, TraceSwitchesTraceCommandsWhileOn) {
           "unit ':MEAS:VOLT? 3': MEAS:VOLT? with 1 parameter(s)"}) {
         EXPECT_TRUE(Contains(output, traced)) << traced << "\n" << output;
     }
-    EXPECT_FALSE(Contains(output, "777")) << output;
+    EXPECT_FALSE(Contains(output, "ECHO? 777")) << output;
 }
 
 TEST(ScpiServer, SurvivesGarbageHugeLinesAndClientsThatVanish) {
@@ -184,13 +182,10 @@ TEST(ScpiServer, SurvivesGarbageHugeLinesAndClientsThatVanish) {
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(client.Query("SYST:ERR?"), "-223,\"Too much data\"");
     }
-    std::mt19937 random(16);
-    std::string garbage(4096, '\0');
-    for (char& c : garbage) {
-        char byte = static_cast<char>(random() % 256);
-        c = byte == '\n' ? '\0' : byte;
+    std::string garbage = "\x80"; // every byte value but '\n', NULs included
+    for (int i = 0; i < 4096; ++i) {
+        garbage += static_cast<char>(i % 256 == '\n' ? 0 : i % 256);
     }
-    garbage[0] = '\x80';
     EXPECT_TRUE(client.Send(garbage + "\n"));
     EXPECT_EQ(client.Query("SYST:ERR?"), "-101,\"Invalid character\"");
     {
@@ -265,39 +260,36 @@ TEST(ScpiServer, SixteenClientsFiveHundredQueriesEachAllAnsweredInOrder) {
     for (int channel = 1; channel <= 4; ++channel) {
         volts.push_back(probe.Query("MEAS:VOLT? " + std::to_string(channel)));
     }
-    std::atomic<int> matched{0};
-    std::vector<std::string> firstMismatch(kClients);
+    std::vector<std::string> outcome(kClients); // answers matched, or the first mismatch
     std::vector<std::thread> threads;
     for (int c = 0; c < kClients; ++c) {
         threads.emplace_back([&, c] {
             Client client(server.Port());
-            auto query = [&](int k) -> std::pair<std::string, std::string> {
-                if (k % 2 == 0) {
-                    int channel = (c + k) % 4;
-                    return {"MEAS:VOLT? " + std::to_string(channel + 1), volts[channel]};
-                }
-                std::string n = std::to_string(c * 100000 + k);
-                return {"DIAG:ECHO? " + n, n};
+            auto number = [c](int k) { return std::to_string(c * 100000 + k); };
+            auto query = [&](int k) {
+                return k % 2 == 0 ? "MEAS:VOLT? " + std::to_string((c + k) % 4 + 1)
+                                  : "DIAG:ECHO? " + number(k);
             };
-            for (int sent = 0, received = 0; received < kQueries; ++received) {
+            auto answer = [&](int k) { return k % 2 == 0 ? volts[(c + k) % 4] : number(k); };
+            int received = 0;
+            for (int sent = 0; received < kQueries; ++received) {
                 for (; sent < kQueries && sent - received < kWindow; ++sent) {
-                    client.Send(query(sent).first + "\n");
+                    client.Send(query(sent) + "\n");
                 }
-                std::string answer = client.ReadLine();
-                if (answer != query(received).second) {
-                    firstMismatch[c] = query(received).first + " -> " + answer;
+                std::string got = client.ReadLine();
+                if (got != answer(received)) {
+                    outcome[c] = query(received) + " -> " + got;
                     return;
                 }
-                ++matched;
             }
+            outcome[c] = std::to_string(received);
         });
     }
     for (std::thread& t : threads) {
         t.join();
     }
-    EXPECT_EQ(matched.load(), kClients * kQueries);
     for (int c = 0; c < kClients; ++c) {
-        EXPECT_EQ(firstMismatch[c], "") << "client " << c;
+        EXPECT_EQ(outcome[c], std::to_string(kQueries)) << "client " << c;
     }
     ExpectCleanStop(server);
 }
