@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -23,15 +24,14 @@ namespace Demo {
 
 namespace {
 
-// The self-pipe of SIGINT and SIGTERM: the handler only writes one byte.
-int g_iSignalPipe[2] = {-1, -1};
-
-extern "C" void OnStopSignal(int) {
-    int saved = errno;
-    char byte = 's';
-    ssize_t written = write(g_iSignalPipe[1], &byte, 1);
-    (void)written; // a full pipe already holds a stop request
-    errno = saved;
+// The stop signals. They are blocked in every thread and taken by one
+// thread with sigwait(), so no thread is ever interrupted by a handler.
+sigset_t StopSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
 }
 
 bool SetDescriptorFlags(int fd) {
@@ -68,14 +68,15 @@ std::string AddressText(const sockaddr* address, socklen_t length) {
 ScpiServer::ScpiServer(size_t maxClients) : m_MaxClients(maxClients) {}
 
 ScpiServer::~ScpiServer() {
-    if (g_iSignalPipe[1] >= 0) {
-        signal(SIGINT, SIG_DFL);
-        signal(SIGTERM, SIG_DFL);
-        ClosePair(g_iSignalPipe);
+    if (m_SignalThread.joinable()) {
+        m_bQuit.store(true);
+        pthread_kill(m_SignalThread.native_handle(), SIGTERM);
+        m_SignalThread.join();
     }
     if (m_iListen >= 0) {
         close(m_iListen);
     }
+    ClosePair(m_iSignalPipe);
     ClosePair(m_iStopPipe);
 }
 
@@ -109,16 +110,22 @@ bool ScpiServer::Listen(const std::string& address, int port, std::string& error
     socklen_t length = sizeof(local);
     getsockname(fd, reinterpret_cast<sockaddr*>(&local), &length);
     m_strAddress = AddressText(reinterpret_cast<sockaddr*>(&local), length);
-    if (!MakePipe(m_iStopPipe) || !MakePipe(g_iSignalPipe)) {
+    if (!MakePipe(m_iStopPipe) || !MakePipe(m_iSignalPipe)) {
         error = std::string("cannot create a pipe: ") + std::strerror(errno);
         return false;
     }
-    struct sigaction action {};
-    action.sa_handler = OnStopSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    // Blocked before any other thread exists, so every later thread
+    // inherits the mask and only the signal thread takes them.
+    sigset_t signals = StopSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    m_SignalThread = std::thread([this, signals] {
+        int signal = 0;
+        while (sigwait(&signals, &signal) == 0 && !m_bQuit.load()) {
+            char byte = 's';
+            ssize_t written = write(m_iSignalPipe[1], &byte, 1);
+            (void)written; // a full pipe already holds a stop request
+        }
+    });
     // A client that goes away must not end the process; sends use
     // MSG_NOSIGNAL, this covers every other write.
     signal(SIGPIPE, SIG_IGN);
@@ -126,7 +133,7 @@ bool ScpiServer::Listen(const std::string& address, int port, std::string& error
 }
 
 void ScpiServer::Serve(ScpiInstrument& instrument) {
-    pollfd fds[2] = {{m_iListen, POLLIN, 0}, {g_iSignalPipe[0], POLLIN, 0}};
+    pollfd fds[2] = {{m_iListen, POLLIN, 0}, {m_iSignalPipe[0], POLLIN, 0}};
     for (;;) {
         if (poll(fds, 2, -1) < 0) {
             if (errno == EINTR) {
@@ -161,7 +168,7 @@ void ScpiServer::Accept(ScpiInstrument& instrument) {
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
             // No descriptor now: the client stays in the backlog. Pause
             // (a stop signal cuts the pause short) instead of spinning.
-            pollfd signalOnly{g_iSignalPipe[0], POLLIN, 0};
+            pollfd signalOnly{m_iSignalPipe[0], POLLIN, 0};
             poll(&signalOnly, 1, 100);
         }
         return;

@@ -1,9 +1,11 @@
 // ScpiServer: the SCPI socket listener of the demo instrument.
 //
 // Listen() binds a TCP socket (IPv4 or IPv6 numeric address; port 0 picks
-// a free port) and installs SIGINT and SIGTERM handlers that write to a
-// self-pipe. Serve() accepts clients until such a signal arrives; each
-// client gets an ScpiConnection on a thread of the process-wide pool. Up to
+// a free port) and blocks SIGINT and SIGTERM in the calling thread (and so
+// in every thread started after it); a thread of its own takes them with
+// sigwait() and writes to a self-pipe. No thread ever runs a signal handler,
+// so no system call or lock is interrupted by one. Serve() accepts clients until such a signal
+// arrives; each client gets an ScpiConnection on a thread of the process-wide pool. Up to
 // `maxClients` clients are served at once; a client beyond that is accepted
 // and closed at once, so it learns immediately instead of waiting in the
 // backlog for a place that may never come free (the same happens when the
@@ -11,14 +13,17 @@
 // socket, tells every connection to finish (the stop descriptor becomes
 // readable for good) and returns when the last one has ended.
 //
-// One server per process (the signal handlers are process-wide).
+// One server per process (the signal mask is process-wide); call Listen
+// before any other thread is started.
 // Thread safety: Listen and Serve on one thread; ConnectionEnded and
 // StopDescriptor from any connection's thread.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "ScpiCommands.h"
 
@@ -50,6 +55,9 @@ private:
     const size_t m_MaxClients;
     int m_iListen = -1;
     int m_iStopPipe[2] = {-1, -1};
+    int m_iSignalPipe[2] = {-1, -1};
+    std::thread m_SignalThread;
+    std::atomic<bool> m_bQuit{false};
     std::string m_strAddress;
     std::mutex m_Mutex;
     std::condition_variable m_Ended;

@@ -192,8 +192,9 @@ int main(int argc, char** argv) {
         return 2;
     }
 
-    // Bound before anything starts, so a taken port fails at once; the
-    // signal handlers stop the server also during start-up.
+    // Bound before anything starts: a taken port fails at once, and the stop
+    // signals are blocked before any other thread exists. A stop signal
+    // during start-up ends the server as soon as it serves.
     std::unique_ptr<Demo::ScpiServer> server;
     if (options.serve) {
         server.reset(new Demo::ScpiServer(static_cast<size_t>(options.maxClients)));
