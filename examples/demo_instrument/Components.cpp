@@ -189,6 +189,11 @@ int ChannelComponent::Reading(int sample) {
     return SimulatedReading(m_iIndex, sample);
 }
 
+void ChannelComponent::Fail() {
+    ThrowError("false", "examples/demo_instrument/Components", KX_SOURCE_TIMESTAMP, __LINE__, this,
+               nullptr, nullptr, "diagnostic failure requested", E_KX_HRESULT_ASSERT_FAILED);
+}
+
 ExecutorComponent::ExecutorComponent(CCoClassData* classData)
     : DemoComponent(classData), m_Run(*this) {}
 
@@ -240,17 +245,47 @@ HRESULT ExecutorComponent::DoDisconnect() {
 void ExecutorComponent::Serve() {
     unsigned long long id = 0;
     unsigned long message = 0;
-    int channel = 0;
-    int sample = 0;
-    while (m_Queue.WaitAndGetMessage(id, message, channel, sample)) {
+    int param1 = 0;
+    int param2 = 0;
+    while (m_Queue.WaitAndGetMessage(id, message, param1, param2)) {
         int result = kNoSuchChannel;
-        if (message == kMeasureMessage && channel >= 0 &&
-            static_cast<size_t>(channel) < m_Channels.size()) {
-            result = m_Channels[static_cast<size_t>(channel)]->Reading(sample);
+        try {
+            result = Execute(message, param1, param2);
+        } catch (CErrorObject* error) {
+            // The failure ends this message only: the sender gets the
+            // error's code and the executor goes on serving. The record is
+            // therefore a repaired error, which reaches the information
+            // management without shutting the device down. (The library's
+            // sentinel for too many errors carries no failure code.)
+            long code = error->GetErrorCode();
+            error->SetIsRepairedError(true);
+            HandleError(error, nullptr);
+            result = code < 0 ? static_cast<int>(code) : static_cast<int>(E_FAIL);
         }
         m_lProcessed.fetch_add(1, std::memory_order_relaxed);
         m_Queue.FinishMessage(id, result);
     }
+}
+
+int ExecutorComponent::Execute(unsigned long message, int param1, int param2) {
+    if (message == kEchoMessage) {
+        return param1 >= 0 ? param1 : kNoSuchChannel;
+    }
+    if (param1 < 0 || static_cast<size_t>(param1) >= m_Channels.size()) {
+        return kNoSuchChannel;
+    }
+    ChannelComponent* channel = m_Channels[static_cast<size_t>(param1)];
+    switch (message) {
+    case kMeasureMessage:
+        return channel->Reading(param2);
+    case kVoltageMessage:
+        return channel->Voltage();
+    case kTemperatureMessage:
+        return channel->Temperature();
+    case kFailMessage:
+        channel->Fail();
+    }
+    return kNoSuchChannel;
 }
 
 void ExecutorComponent::StopServing() {

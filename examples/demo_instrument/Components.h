@@ -8,8 +8,10 @@
 //                        channels and the executor with an object registry
 //                        (CBObjectRegistration over a CObjectList).
 //   ChannelComponent     one measurement channel; computes simulated readings.
-//   ExecutorComponent    executes measurement commands that arrive through a
-//                        CMessageQueue, on a thread of the process-wide pool.
+//   ExecutorComponent    executes the channels' operations that arrive through
+//                        a CMessageQueue, on a thread of the process-wide
+//                        pool; an error a channel throws fails only that
+//                        message (see Serve).
 //
 // Every component owns its CObjectData and carries its IUnknown in the
 // identification word, so the supervisor's registry stores it with the
@@ -123,6 +125,12 @@ public:
     // One reading; safe from any thread.
     int Reading(int sample);
     long ReadingCount() const { return m_lReadings.load(std::memory_order_relaxed); }
+    // The simulated DC voltage (microvolts) and temperature (millidegrees
+    // Celsius) of the channel: fixed per channel.
+    int Voltage() const { return 1000000 * (m_iIndex + 1) + 2500 * m_iIndex + 125; }
+    int Temperature() const { return 23000 + 125 * m_iIndex; }
+    // A diagnostic failure on request: raises an error (never returns).
+    [[noreturn]] void Fail();
 
     HRESULT DoConnect() override { return m_bFailConnect ? E_FAIL : S_OK; }
     HRESULT DoDeletePropDependentDynObjects() override { return m_bFailDelete ? E_FAIL : S_OK; }
@@ -134,9 +142,15 @@ private:
     std::atomic<long> m_lReadings{0};
 };
 
-// Message of the executor's queue: param1 = channel index, param2 = sample.
-constexpr unsigned long kMeasureMessage = 1;
-// Result of a message naming no channel.
+// Messages of the executor's queue. param1 is the channel index (the value
+// for kEchoMessage), param2 the sample of kMeasureMessage. Results are
+// non-negative values; a failure is a failed HRESULT.
+constexpr unsigned long kMeasureMessage = 1;     // Reading(sample)
+constexpr unsigned long kVoltageMessage = 2;     // Voltage()
+constexpr unsigned long kTemperatureMessage = 3; // Temperature()
+constexpr unsigned long kEchoMessage = 4;        // param1 itself (>= 0)
+constexpr unsigned long kFailMessage = 5;        // Fail()
+// Result of a message naming no channel, or an unknown message.
 constexpr int kNoSuchChannel = -1;
 
 class ExecutorComponent : public DemoComponent {
@@ -167,6 +181,8 @@ private:
     };
 
     void Serve();
+    // The result of one message; raises what the channel raises.
+    int Execute(unsigned long message, int param1, int param2);
     void StopServing();
     void ReleaseChannels();
 

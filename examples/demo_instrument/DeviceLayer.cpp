@@ -132,8 +132,9 @@ HRESULT DemoDevice::ExecuteScpiRecall(long, short& result) {
 }
 
 HRESULT DemoDevice::ExecuteScpiReset(short& result) {
+    SetScpiTraceConfig(ScpiTraceConfig{});
     result = 0;
-    return E_NOTIMPL;
+    return S_OK;
 }
 
 HRESULT DemoDevice::ExecuteScpiPreset(short& result) {

@@ -37,7 +37,9 @@ public:
     void SendToInformationManagement(const KxTamarind::CErrorObject* error) override;
     void TraceThreadMessage(const char* name, const char* file, int line,
                             const wchar_t* text) override;
-    // The demo has no SCPI front: these answer E_NOTIMPL with result 0.
+    // The demo stores no settings: save, recall and preset answer
+    // E_NOTIMPL with result 0. Reset (*RST) switches the remote-control
+    // trace off, the only setting the demo has, and answers S_OK.
     HRESULT ExecuteScpiSave(long number, short& result) override;
     HRESULT ExecuteScpiRecall(long number, short& result) override;
     HRESULT ExecuteScpiReset(short& result) override;

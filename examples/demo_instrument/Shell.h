@@ -46,6 +46,7 @@ public:
     void Release();
 
     ExecutorComponent* Executor() { return m_pExecutor; }
+    ControllerComponent* Controller() { return m_pController; }
     int ChannelCount() const { return static_cast<int>(m_Channels.size()); }
     long ComponentCount() const { return static_cast<long>(m_All.size()); }
 

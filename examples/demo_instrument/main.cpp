@@ -4,10 +4,12 @@
 // enters its firmware application in the firmware info table, builds and
 // starts its component tree, sends measurement commands through the
 // executor's queue from several threads, then runs the tree back down and
-// checks that every component was released.
+// checks that every component was released. With --serve it answers SCPI
+// over TCP instead of running the workload, until SIGINT or SIGTERM.
 //
-// Exit status: 0 success, 2 bad options, 3 start-up failed (the error went
-// to the device's information management), 4 components still alive.
+// Exit status: 0 success, 1 wrong replies in the workload, 2 bad options,
+// 3 start-up failed (the error went to the device's information
+// management, or the server could not listen), 4 components still alive.
 #include <KxTamarindCommon.h>
 
 #include <cerrno>
@@ -22,6 +24,8 @@
 
 #include "Components.h"
 #include "DeviceLayer.h"
+#include "ScpiCommands.h"
+#include "ScpiServer.h"
 #include "Shell.h"
 #include "Workload.h"
 
@@ -35,6 +39,10 @@ struct Options {
     int senders = 4;
     int commands = 1000;
     bool failConnect = false;
+    bool serve = false;
+    std::string bind = "127.0.0.1";
+    int port = 5025;
+    int maxClients = 32;
 };
 
 void PrintUsage(FILE* out) {
@@ -44,6 +52,10 @@ void PrintUsage(FILE* out) {
                       "  --senders N      sender threads, 1..64 (default 4)\n"
                       "  --commands N     commands per sender, 1..1000000 (default 1000)\n"
                       "  --fail-connect   make one channel refuse to connect\n"
+                      "  --serve          answer SCPI over TCP until SIGINT or SIGTERM\n"
+                      "  --bind ADDR      numeric address to serve on (default 127.0.0.1)\n"
+                      "  --port N         TCP port, 0..65535, 0 picks a free one (default 5025)\n"
+                      "  --max-clients N  clients served at once, 1..1024 (default 32)\n"
                       "  --help           this text\n");
 }
 
@@ -66,8 +78,8 @@ int ParseOptions(int argc, char** argv, Options& options) {
             PrintUsage(stdout);
             return 1;
         }
-        if (arg == "--fail-connect") {
-            options.failConnect = true;
+        if (arg == "--fail-connect" || arg == "--serve") {
+            (arg == "--serve" ? options.serve : options.failConnect) = true;
             continue;
         }
         struct Count {
@@ -77,7 +89,9 @@ int ParseOptions(int argc, char** argv, Options& options) {
             int high;
         } counts[] = {{"--channels", &options.channels, 1, 64},
                       {"--senders", &options.senders, 1, 64},
-                      {"--commands", &options.commands, 1, 1000000}};
+                      {"--commands", &options.commands, 1, 1000000},
+                      {"--port", &options.port, 0, 65535},
+                      {"--max-clients", &options.maxClients, 1, 1024}};
         bool known = false;
         for (const Count& count : counts) {
             if (arg != count.name) {
@@ -94,12 +108,13 @@ int ParseOptions(int argc, char** argv, Options& options) {
         if (known) {
             continue;
         }
-        if (arg == "--root") {
+        if (arg == "--root" || arg == "--bind") {
             if (i + 1 >= argc || argv[i + 1][0] == '\0') {
-                std::fprintf(stderr, "demo_instrument: --root needs a directory\n");
+                std::fprintf(stderr, "demo_instrument: %s needs a %s\n", arg.c_str(),
+                             arg == "--root" ? "directory" : "numeric address");
                 return 2;
             }
-            options.root = argv[++i];
+            (arg == "--root" ? options.root : options.bind) = argv[++i];
             continue;
         }
         std::fprintf(stderr, "demo_instrument: unknown option '%s' (see --help)\n", arg.c_str());
@@ -140,6 +155,26 @@ void RegisterFirmware(unsigned short& li1, unsigned short& li2) {
                 li2);
 }
 
+// The instrument's serial number: the persistent parameter "serial".
+std::string SerialNumber() {
+    std::string serial;
+    if (!CEmbeddedShell::ReadParameter("serial", serial) || serial.empty()) {
+        serial = "100001";
+    }
+    return serial;
+}
+
+// Serves SCPI on the started tree until SIGINT or SIGTERM.
+void Serve(Demo::ScpiServer& server, Demo::DemoShell& shell) {
+    Demo::ScpiInstrument instrument(*shell.Executor(), *shell.Controller(), shell.ChannelCount(),
+                                    SerialNumber());
+    std::printf("listening on %s\n", server.Address().c_str());
+    std::fflush(stdout);
+    server.Serve(instrument);
+    std::printf("server stopped: %ld clients served, %ld refused\n", server.ConnectionsServed(),
+                server.ConnectionsRefused());
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -155,6 +190,19 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "demo_instrument: cannot use '%s' as runtime root\n",
                      options.root.c_str());
         return 2;
+    }
+
+    // Bound before anything starts: a taken port fails at once, and the stop
+    // signals are blocked before any other thread exists. A stop signal
+    // during start-up ends the server as soon as it serves.
+    std::unique_ptr<Demo::ScpiServer> server;
+    if (options.serve) {
+        server.reset(new Demo::ScpiServer(static_cast<size_t>(options.maxClients)));
+        std::string error;
+        if (!server->Listen(options.bind, options.port, error)) {
+            std::fprintf(stderr, "demo_instrument: %s\n", error.c_str());
+            return 3;
+        }
     }
 
     Demo::DemoDevice device(root);
@@ -189,7 +237,10 @@ int main(int argc, char** argv) {
             HandleError(e, nullptr);
             status = 3;
         }
-        if (started) {
+        if (started && server) {
+            shell->PrintTable();
+            Serve(*server, *shell);
+        } else if (started) {
             shell->PrintTable();
             Demo::WorkloadResult result;
             Demo::RunWorkload(shell->Executor()->Queue(), shell->ChannelCount(), options.senders,

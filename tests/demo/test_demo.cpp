@@ -3,38 +3,15 @@
 // error log it leaves behind (parsed as XML).
 #include <gtest/gtest.h>
 
-#include <expat.h>
-#include <sys/wait.h>
-
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "DemoSupport.h"
+
+using namespace DemoTest;
+
 namespace {
-
-// A fresh directory below /tmp, removed with everything in it.
-class TempRoot {
-public:
-    TempRoot() {
-        char name[] = "/tmp/kxt_demo_XXXXXX";
-        const char* made = mkdtemp(name);
-        m_Path = made != nullptr ? made : "";
-    }
-    ~TempRoot() {
-        if (!m_Path.empty()) {
-            std::error_code ec;
-            std::filesystem::remove_all(m_Path, ec);
-        }
-    }
-    const std::string& Path() const { return m_Path; }
-
-private:
-    std::string m_Path;
-};
 
 struct DemoRun {
     int status = -1; // exit status, -1 when the program did not exit normally
@@ -58,50 +35,6 @@ DemoRun RunDemo(const std::string& arguments) {
         run.status = WEXITSTATUS(status);
     }
     return run;
-}
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-// The ErrorLevel of every Error element of a log (the log is a sequence of
-// elements without a document element, so it is wrapped in one).
-struct ErrorLog {
-    bool parsed = false;
-    std::vector<std::string> levels;
-};
-
-void XMLCALL StartElement(void* data, const XML_Char* name, const XML_Char** attributes) {
-    if (std::string(name) != "Error") {
-        return;
-    }
-    auto* log = static_cast<ErrorLog*>(data);
-    std::string level;
-    for (int i = 0; attributes[i] != nullptr; i += 2) {
-        if (std::string(attributes[i]) == "ErrorLevel") {
-            level = attributes[i + 1];
-        }
-    }
-    log->levels.push_back(level);
-}
-
-ErrorLog ParseErrorLog(const std::string& path) {
-    ErrorLog log;
-    std::string document = "<ErrorLog>\n" + ReadFile(path) + "</ErrorLog>\n";
-    XML_Parser parser = XML_ParserCreate("UTF-8");
-    XML_SetUserData(parser, &log);
-    XML_SetStartElementHandler(parser, StartElement);
-    log.parsed =
-        XML_Parse(parser, document.data(), static_cast<int>(document.size()), 1) == XML_STATUS_OK;
-    XML_ParserFree(parser);
-    return log;
-}
-
-bool Contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
 }
 
 // The line of `text` that starts with `prefix` (after leading blanks).
@@ -162,13 +95,16 @@ TEST(Demo, RunsTheTreeTheWorkloadAndTheTearDown) {
 
 TEST(Demo, CountsItsRunsAcrossRestarts) {
     TempRoot root;
-    std::string args = "--root '" + root.Path() + "' --senders 1 --commands 5 --channels 2";
+    std::string args = "--root '" + root.Path() + "' --senders 3 --commands 5 --channels 2";
     DemoRun first = RunDemo(args);
     ASSERT_EQ(first.status, 0) << first.output;
     EXPECT_TRUE(Contains(first.output, "run number 1\n"));
     DemoRun second = RunDemo(args);
     ASSERT_EQ(second.status, 0) << second.output;
     EXPECT_TRUE(Contains(second.output, "run number 2\n")) << second.output;
+    // As many channels and senders as asked.
+    EXPECT_TRUE(Contains(second.output, "components (3 registered at the controller)"));
+    EXPECT_TRUE(Contains(second.output, "round trips: count 15,")) << second.output;
     EXPECT_TRUE(Contains(second.output, "leak check: all 5 components released\n"));
     EXPECT_EQ(ReadFile(root.Path() + "/parameters.txt"), "runs=2\n");
     // Each run appended its own repaired error.
@@ -199,8 +135,9 @@ TEST(Demo, HelpAndBadOptions) {
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.output.rfind("usage: demo_instrument", 0), 0u) << help.output;
 
-    const char* bad[] = {"--bogus",        "--channels 0", "--channels",
-                         "--commands 12x", "--senders 65", "--root ''"};
+    const char* bad[] = {"--bogus",         "--channels 0", "--channels",    "--commands 12x",
+                         "--senders 65",    "--root ''",    "--port 65536",  "--port -1",
+                         "--max-clients 0", "--bind ''",    "--serve --port"};
     for (const char* args : bad) {
         DemoRun run = RunDemo(args);
         EXPECT_EQ(run.status, 2) << args << "\n" << run.output;
@@ -209,12 +146,16 @@ TEST(Demo, HelpAndBadOptions) {
     }
 }
 
-TEST(Demo, HostsAsManyChannelsAsAsked) {
+TEST(Demo, ServerThatCannotListenExits3) {
+    Server first;
     TempRoot root;
-    DemoRun run = RunDemo("--root '" + root.Path() + "' --channels 9 --senders 3 --commands 10");
-    ASSERT_EQ(run.status, 0) << run.output;
-    EXPECT_FALSE(LineStartingWith(run.output, "Channel9 ").empty()) << run.output;
-    EXPECT_TRUE(Contains(run.output, "components (10 registered at the controller)"));
-    EXPECT_TRUE(Contains(run.output, "round trips: count 30,"));
-    EXPECT_TRUE(Contains(run.output, "leak check: all 12 components released\n"));
+    const std::string cases[][2] = {
+        {"--port " + std::to_string(first.Port()), "Address already in use"},
+        {"--bind 300.1.2.3", "'300.1.2.3' is no numeric IPv4 or IPv6 address"}};
+    for (const auto& c : cases) {
+        DemoRun run = RunDemo("--root '" + root.Path() + "' --serve " + c[0]);
+        EXPECT_EQ(run.status, 3) << c[0] << "\n" << run.output;
+        EXPECT_TRUE(Contains(run.output, c[1])) << run.output;
+        EXPECT_FALSE(Contains(run.output, "run number")) << run.output;
+    }
 }
