@@ -92,6 +92,8 @@ TEST(KxStringNumber, ToIntAcceptsWhiteSpaceSignAndBases) {
     EXPECT_TRUE(ok);
     EXPECT_EQ(CKxString(L"-2147483648").ToInt(&ok), std::numeric_limits<int>::min());
     EXPECT_TRUE(ok);
+    EXPECT_EQ(CKxString(L"-2147483647").ToInt(&ok), -2147483647); // one above the minimum
+    EXPECT_TRUE(ok);
     EXPECT_EQ(CKxString(L"2147483647").ToInt(&ok), std::numeric_limits<int>::max());
     EXPECT_TRUE(ok);
     EXPECT_EQ(CKxString(L"12").ToInt(), 12);

@@ -79,6 +79,9 @@ TEST(KxStringFind, TextForward) {
     EXPECT_EQ(s.Find(CKxString(L"hello"), 1), 12);
     EXPECT_EQ(s.Find(CKxString(L"WORLD")), -1);
     EXPECT_EQ(s.Find(CKxString(L"WORLD"), 0, false), 6);
+    // A match that ends at the last character, in both scans.
+    EXPECT_EQ(s.Find(CKxString(L"llo"), 13), 14);
+    EXPECT_EQ(s.Find(CKxString(L"LLO"), 13, false), 14);
     EXPECT_EQ(s.Find(CKxString(L""), 3), 3);
     EXPECT_EQ(s.Find(CKxString(), 3), 3);
     EXPECT_EQ(s.Find(CKxString(L"hello"), 17), -1);
