@@ -106,7 +106,11 @@ void SmallBlockFree(void* memory, std::size_t k) {
     block->next = cache.heads[k - 1];
     cache.heads[k - 1] = block;
     cache.bytes += SmallBlockSize(k);
-    PLATCOMPAT_POISON(block, SmallBlockSize(k));
+    // The link stays readable: LeakSanitizer ignores pointers kept in
+    // poisoned memory, and would report every cached block behind the first
+    // of its class as leaked.
+    PLATCOMPAT_POISON(reinterpret_cast<unsigned char*>(block) + sizeof(FreeBlock),
+                      SmallBlockSize(k) - sizeof(FreeBlock));
 }
 
 } // namespace platcompat_detail

@@ -13,7 +13,8 @@
 // cache holds at most kSmallBlockCacheBytes; a thread gives its cached blocks
 // back to the heap when it ends (also the main thread, at exit), and frees
 // after that go straight to free(). Under AddressSanitizer the cached blocks
-// are poisoned, so a use after free is still reported.
+// are poisoned past their first word (the cache's link), so a use after free
+// is still reported.
 //
 // Thread safety: each cache belongs to one thread; nothing is shared.
 #pragma once
