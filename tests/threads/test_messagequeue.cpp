@@ -96,10 +96,25 @@ TEST(MessageQueue, IdsStartAtOneAndResultsReachTheirSender) {
     EXPECT_EQ(queue.StoredResultCount(), 0u);
 }
 
+#if defined(__SANITIZE_THREAD__)
+#define KXT_TEST_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KXT_TEST_TSAN 1
+#endif
+#endif
+
 // The sender is parked (asleep in its wait, then held in a signal handler)
 // while both results are stored: a queue that let the second overwrite the
-// first fails every run.
+// first fails every run. ThreadSanitizer runs a handler only when the thread
+// next enters a call it intercepts, never inside the queue's futex wait, so
+// there the sender is not parked and the test checks what it can race-free.
 TEST(MessageQueue, FirstResultForAnIdWins) {
+#if defined(KXT_TEST_TSAN)
+    constexpr bool kPark = false;
+#else
+    constexpr bool kPark = true;
+#endif
     ASSERT_EQ(sem_init(&g_parked, 0, 0), 0);
     ASSERT_EQ(sem_init(&g_release, 0, 0), 0);
     struct sigaction park {};
@@ -118,13 +133,17 @@ TEST(MessageQueue, FirstResultForAnIdWins) {
     Message m;
     ASSERT_TRUE(Take(queue, m)); // queued: the sender is registered
     WaitUntilAsleep(tid.load()); // in its wait, no lock held
-    ASSERT_EQ(pthread_kill(sender.native_handle(), SIGUSR1), 0);
-    while (sem_wait(&g_parked) != 0) {
+    if (kPark) {
+        ASSERT_EQ(pthread_kill(sender.native_handle(), SIGUSR1), 0);
+        while (sem_wait(&g_parked) != 0) {
+        }
     }
     queue.FinishMessage(m.id, 11);
     queue.FinishMessage(m.id, 22);
-    EXPECT_EQ(queue.StoredResultCount(), 1u);
-    sem_post(&g_release);
+    if (kPark) {
+        EXPECT_EQ(queue.StoredResultCount(), 1u);
+        sem_post(&g_release);
+    }
     sender.join();
     EXPECT_EQ(answered.get_future().get(), 11);
     sigaction(SIGUSR1, &previous, nullptr);
