@@ -5,6 +5,7 @@
 
 #include <KxTamarindCommon.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -40,11 +41,13 @@ struct SampleRecord {
 // with "&" in their names, method names with "<", messages of varying length
 // with UTF-8, Windows-1252 bytes, control characters and line breaks.
 inline SampleRecord VariedRecord(unsigned long i) {
-    static const long kCodes[] = {0x80000008, 0x80001008, 0x80070005, 0x80040200,
-                                  0x80040201, 0x8007000E, 0x800A0258, 0};
+    // 32-bit values, converted as the platform converts its result codes
+    // (`long` is 32 bits wide on i386).
+    static const std::uint32_t kCodes[] = {0x80000008, 0x80001008, 0x80070005, 0x80040200,
+                                           0x80040201, 0x8007000E, 0x800A0258, 0};
     SampleRecord r;
     r.repaired = i % 3 != 0;
-    r.code = kCodes[i % 8];
+    r.code = static_cast<long>(kCodes[i % 8]);
     r.component = i % 50 == 0 ? "Save & Recall" : "Component" + std::to_string(i % 13);
     r.object = "Channel<" + std::to_string(i % 100) + ">";
     r.method = i % 17 == 0 ? "CList<int>::Add" : "Measure";
